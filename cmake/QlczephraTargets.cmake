@@ -1,0 +1,87 @@
+# The shapes of this project's targets.
+
+set(QLCZEPHRA_WARNINGS -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor -Wold-style-cast
+    -Woverloaded-virtual -Wformat=2 -Wimplicit-fallthrough)
+option(QLCZEPHRA_WERROR "Warnings are errors" ${PROJECT_IS_TOP_LEVEL})
+
+# Options that every target of ours is compiled with.
+function(qlczephra_options target)
+  target_compile_features(${target} PUBLIC cxx_std_20)
+  target_compile_options(${target} PRIVATE ${QLCZEPHRA_WARNINGS})
+  if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+    target_compile_options(${target} PRIVATE -Wthread-safety -Wthread-safety-beta)
+  endif()
+  if(QLCZEPHRA_WERROR)
+    target_compile_options(${target} PRIVATE -Werror)
+  endif()
+  if(QLCZEPHRA_SANITIZE)
+    target_compile_options(${target} PRIVATE -fsanitize=${QLCZEPHRA_SANITIZE} -fno-sanitize-recover=all
+                           -fno-omit-frame-pointer)
+    target_link_options(${target} PUBLIC -fsanitize=${QLCZEPHRA_SANITIZE})
+  endif()
+  set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF)
+endfunction()
+
+# One folder of the library: an object library `qlczephra_<name>` with hidden symbols.
+function(qlczephra_component name)
+  cmake_parse_arguments(ARG "" "FOLDER" "USES;LIBRARIES" ${ARGN})
+  file(GLOB sources CONFIGURE_DEPENDS "${ARG_FOLDER}/*.cpp")
+  set(target qlczephra_${name})
+  if(NOT sources)
+    file(WRITE "${CMAKE_CURRENT_BINARY_DIR}/empty.cpp" "")
+    set(sources "${CMAKE_CURRENT_BINARY_DIR}/empty.cpp")
+  endif()
+  add_library(${target} OBJECT ${sources})
+  qlczephra_options(${target})
+  set_target_properties(${target} PROPERTIES POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden
+                        VISIBILITY_INLINES_HIDDEN ON)
+  target_include_directories(${target} PUBLIC "${PROJECT_SOURCE_DIR}/include" "${PROJECT_SOURCE_DIR}/src")
+  list(TRANSFORM ARG_USES PREPEND qlczephra_)
+  target_link_libraries(${target} PRIVATE ${ARG_USES} ${ARG_LIBRARIES})
+endfunction()
+
+# The shared and the static library, their installation and their package files.
+function(qlczephra_library)
+  cmake_parse_arguments(ARG "" "" "COMPONENTS;LIBRARIES" ${ARGN})
+  foreach(component IN LISTS ARG_COMPONENTS)
+    list(APPEND objects $<TARGET_OBJECTS:qlczephra_${component}>)
+  endforeach()
+
+  add_library(qlczephra SHARED ${objects})
+  set_target_properties(qlczephra PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+  target_link_options(qlczephra PRIVATE -Wl,--no-undefined)
+  target_link_libraries(qlczephra PRIVATE ${ARG_LIBRARIES})
+
+  add_library(qlczephra-static STATIC ${objects})
+  set_target_properties(qlczephra-static PROPERTIES OUTPUT_NAME qlczephra)
+  target_link_libraries(qlczephra-static PUBLIC ${ARG_LIBRARIES})
+
+  foreach(target qlczephra qlczephra-static)
+    set_target_properties(${target} PROPERTIES LINKER_LANGUAGE CXX CXX_EXTENSIONS OFF)
+    target_compile_features(${target} PUBLIC cxx_std_20)
+    target_include_directories(${target} PUBLIC "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>"
+                               "$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>")
+    if(QLCZEPHRA_SANITIZE)
+      target_link_options(${target} PUBLIC -fsanitize=${QLCZEPHRA_SANITIZE})
+    endif()
+    add_library(qlczephra::${target} ALIAS ${target})
+  endforeach()
+  if(QLCZEPHRA_SANITIZE AND CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+    # clang links a sanitizer's runtime into programs only, so a library built with one has open symbols.
+    target_link_options(qlczephra PRIVATE -Wl,-z,undefs)
+  endif()
+
+  include(CMakePackageConfigHelpers)
+  install(TARGETS qlczephra qlczephra-static EXPORT qlczephra)
+  install(DIRECTORY "${PROJECT_SOURCE_DIR}/include/qlczephra" TYPE INCLUDE)
+  install(EXPORT qlczephra NAMESPACE qlczephra:: DESTINATION "${CMAKE_INSTALL_LIBDIR}/cmake/qlczephra"
+          FILE qlczephraTargets.cmake)
+  configure_package_config_file("${PROJECT_SOURCE_DIR}/cmake/qlczephraConfig.cmake.in" qlczephraConfig.cmake
+                                INSTALL_DESTINATION "${CMAKE_INSTALL_LIBDIR}/cmake/qlczephra")
+  write_basic_package_version_file(qlczephraConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+  install(FILES "${CMAKE_CURRENT_BINARY_DIR}/qlczephraConfig.cmake"
+                "${CMAKE_CURRENT_BINARY_DIR}/qlczephraConfigVersion.cmake"
+          DESTINATION "${CMAKE_INSTALL_LIBDIR}/cmake/qlczephra")
+  configure_file("${PROJECT_SOURCE_DIR}/cmake/qlczephra.pc.in" qlczephra.pc @ONLY)
+  install(FILES "${CMAKE_CURRENT_BINARY_DIR}/qlczephra.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+endfunction()

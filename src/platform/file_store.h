@@ -1,0 +1,46 @@
+// The few file operations that the library needs, each one step that may fail and after which the machine may stop.
+// What is built from them (a whole file replaced at once) stands in replace_file.h.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace qlczephra::platform {
+
+struct FileStatus {
+  enum class Kind : std::uint8_t {
+    done,
+    missing,      // no such file or directory, or nothing that is a regular file
+    unavailable,  // it may be there, but could not be used now: permissions, descriptors, memory, I/O, space
+  };
+  Kind kind = Kind::done;
+  int systemError = 0;  // errno, 0 when done
+
+  [[nodiscard]] bool ok() const noexcept { return kind == Kind::done; }
+};
+
+class FileStore {
+ public:
+  using Handle = std::int64_t;
+
+  virtual ~FileStore() = default;
+
+  // The whole content of a regular file. A link, FIFO, device or directory in its place counts as missing and is
+  // neither followed nor waited for.
+  virtual FileStatus read(const std::string& path, std::string& content) = 0;
+
+  // A new file for its owner alone (0600); fails when anything stands at `path`.
+  virtual FileStatus create(const std::string& path, Handle& handle) = 0;
+  virtual FileStatus write(Handle handle, std::string_view content) = 0;  // all of it, or a failure
+  virtual FileStatus flush(Handle handle) = 0;                            // content and size are durable
+  virtual FileStatus close(Handle handle) = 0;                            // the handle is gone in any case
+
+  virtual FileStatus rename(const std::string& from, const std::string& to) = 0;  // replaces `to`, a link included
+  virtual FileStatus remove(const std::string& path) = 0;
+  virtual FileStatus flushDirectory(const std::string& path) = 0;  // names made, changed and removed in it are durable
+  virtual FileStatus list(const std::string& directory, std::vector<std::string>& names) = 0;
+};
+
+}  // namespace qlczephra::platform
