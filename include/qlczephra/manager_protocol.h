@@ -1,0 +1,58 @@
+// What a host can ask of a manager. Hosts that want to test their own code implement it with a double.
+//
+// Threads: every operation may be called from any thread, also inside any callback of the library. None waits for the
+// network, for host code or for another thread's read. Reads wait for nothing at all.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "qlczephra/error.h"
+#include "qlczephra/value.h"
+
+namespace qlczephra {
+
+class QLCZEPHRA_EXPORT QLCZephraManagerProtocol {
+ public:
+  virtual ~QLCZephraManagerProtocol();
+
+  // The cached CCR token, none while there is none.
+  [[nodiscard]] virtual std::optional<std::string> ccrToken() const = 0;
+
+  // Paths of the user's two files, none at first; normally those of QLCZephraManager::localSettingsFileForUid() and
+  // patchSettingsFileForUid(). Each operation reads them once.
+  [[nodiscard]] virtual std::optional<std::string> localFilePath() const = 0;
+  virtual void setLocalFilePath(std::optional<std::string> path) = 0;
+  [[nodiscard]] virtual std::optional<std::string> patchFilePath() const = 0;
+  virtual void setPatchFilePath(std::optional<std::string> path) = 0;
+
+  // Replaces the settings by those of the local settings file, also by none when it is missing or damaged. Reads the
+  // file on the caller's thread.
+  virtual void updateLocalSettings() = 0;
+
+  // Fetches the settings document, makes it the current settings and stores them. The completion runs once, with none
+  // or an error, for as long as the manager exists; a failed call is repeated with back-off first, which can take
+  // hours. While a fetch runs, further ones end with `fetchInProgress` before they return.
+  virtual void fetchRemoteSettings(Completion completion) = 0;
+
+  // Forgets the cached token; calls made before still use it.
+  virtual void clearCCRToken() = 0;
+
+  // Reads. A path is a root section ("common", "macos", "windows") and property names, joined by "."; nothing is
+  // escaped. Each gives none when there are no settings, no such setting, or a setting of another kind; no kind is
+  // converted to another. Each works on one whole tree, never on half of an update.
+  [[nodiscard]] virtual std::optional<Value> getSettingValue(std::string_view path) const = 0;
+  [[nodiscard]] virtual std::optional<bool> getBoolValue(std::string_view path) const = 0;
+  // A whole number that fits 64 signed bits; 2.0 reads as 2, 2.5 as none.
+  [[nodiscard]] virtual std::optional<std::int64_t> getNumberValue(std::string_view path) const = 0;
+  [[nodiscard]] virtual std::optional<std::string> getStringValue(std::string_view path) const = 0;
+  // True for a read-only setting and for every setting inside a read-only group.
+  [[nodiscard]] virtual std::optional<bool> getSettingIsReadonly(std::string_view path) const = 0;
+  // A group as the map of its setting nodes, or a setting that holds a map.
+  [[nodiscard]] virtual std::optional<Map> getDictValue(std::string_view path) const = 0;
+};
+
+}  // namespace qlczephra
