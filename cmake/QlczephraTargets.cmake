@@ -49,7 +49,9 @@ function(qlczephra_library)
 
   add_library(qlczephra SHARED ${objects})
   set_target_properties(qlczephra PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
-  target_link_options(qlczephra PRIVATE -Wl,--no-undefined)
+  set(exports "${PROJECT_SOURCE_DIR}/cmake/exports.map")
+  target_link_options(qlczephra PRIVATE -Wl,--no-undefined "-Wl,--version-script=${exports}")
+  set_target_properties(qlczephra PROPERTIES LINK_DEPENDS "${exports}")
   target_link_libraries(qlczephra PRIVATE ${ARG_LIBRARIES})
 
   add_library(qlczephra-static STATIC ${objects})
