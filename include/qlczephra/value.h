@@ -83,6 +83,7 @@ struct QLCZEPHRA_EXPORT Disposal {
 // An immutable sequence of values. A copy costs one reference count.
 class QLCZEPHRA_EXPORT List {
  public:
+  class Builder;
   using const_iterator = const Value*;
 
   List() noexcept = default;
@@ -116,7 +117,8 @@ class QLCZEPHRA_EXPORT List {
 
  private:
   friend class Value;
-  void adopt(Value* first, std::size_t count);
+  // Moves the values out.
+  List(Value* first, std::size_t count);
   detail::ContainerBlock* block_ = nullptr;
 };
 
@@ -322,11 +324,24 @@ class Map::const_iterator {
   }
   const_iterator operator++(int) noexcept { return const_iterator(slot_++); }
   friend bool operator==(const_iterator left, const_iterator right) noexcept { return left.slot_ == right.slot_; }
+  // The key as a value, for Builder::setShared().
+  [[nodiscard]] const Value& sharedKey() const noexcept { return slot_->key; }
 
  private:
   friend class Map;
   explicit const_iterator(const Slot* slot) noexcept : slot_(slot) {}
   const Slot* slot_ = nullptr;
+};
+
+// Collects values and makes a list of them. Not for use by two threads at once.
+class QLCZEPHRA_EXPORT List::Builder {
+ public:
+  void add(Value value) { values_.push_back(std::move(value)); }
+  // The builder is empty afterwards and may be used again.
+  [[nodiscard]] List build();
+
+ private:
+  std::vector<Value> values_;
 };
 
 // Collects entries in any order and makes a map of them. Not for use by two threads at once.

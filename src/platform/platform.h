@@ -29,8 +29,9 @@ class Platform {
   // Uniform over the whole range, from a secure source. Never fails.
   virtual std::uint32_t secureRandom() = 0;
 
-  // Bracket every call into host code, so that a host that blocks does not use up the worker threads.
-  virtual void hostCodeBegins() noexcept {}
+  // Bracket every call into host code, so that a host that blocks does not use up the worker threads. False when the
+  // process is ending: the call is then not to be made, and not to be ended.
+  virtual bool hostCodeBegins() noexcept { return true; }
   virtual void hostCodeEnds() noexcept {}
 };
 

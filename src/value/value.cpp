@@ -165,11 +165,19 @@ bool operator==(const Value& left, const Value& right) noexcept {
 
 List::List(std::initializer_list<Value> values) : List(std::vector<Value>(values)) {}
 
-List::List(std::vector<Value> values) {
-  if (values.empty()) return;
+List::List(std::vector<Value> values) : List(values.data(), values.size()) {}
+
+List::List(Value* first, std::size_t count) {
+  if (count == 0) return;
   std::uint32_t nesting = 1;
-  for (const Value& value : values) nesting = nestingAround(nesting, value);
-  block_ = blockOf(values.data(), values.size(), nesting);
+  for (const Value& value : std::span(first, count)) nesting = nestingAround(nesting, value);
+  block_ = blockOf(first, count, nesting);
+}
+
+List List::Builder::build() {
+  List result(values_.data(), values_.size());
+  values_.clear();
+  return result;
 }
 
 bool operator==(const List& left, const List& right) noexcept {

@@ -1,0 +1,146 @@
+// The host's handle on a manager: forwards, reads, and closes the core when it goes.
+#include "qlczephra/manager.h"
+
+#include <stdexcept>
+#include <utility>
+
+#include "document/tree_walk.h"
+#include "manager/manager_core.h"
+
+namespace qlczephra {
+
+namespace {
+
+constexpr const char* settingsDirectory = "/usr/local/quellin/corlane/sysconfig/settings/";
+
+std::string pathFor(const char* file, std::int64_t uid) {
+  return std::string(settingsDirectory) + file + "-" + std::to_string(uid == 1 ? 0 : uid) + ".plist";
+}
+
+// What `select` makes of the value at `path` in the present tree; none when there is no such value.
+template <typename Select>
+auto readAt(const ManagerCore& core, std::string_view path, Select select) {
+  using Result = decltype(select(std::declval<const Value&>()));
+  return core.settings().read([&](const Map* tree) -> Result {
+    const Value* value = tree == nullptr ? nullptr : document::valueAt(*tree, path);
+    return value == nullptr ? std::nullopt : select(*value);
+  });
+}
+
+std::optional<Map> mapOf(const Value& value) {
+  return value.map() == nullptr ? std::nullopt : std::optional(*value.map());
+}
+
+}  // namespace
+
+QLCZephraManager::QLCZephraManager(std::shared_ptr<QLCAppInfo> appInfo,
+                                   std::shared_ptr<QLCServicesURLsProviderProtocol> urlsProvider,
+                                   std::shared_ptr<QLCZephraAuthenticationDelegate> authDelegate)
+    : QLCZephraManager(std::move(appInfo), std::move(urlsProvider), std::move(authDelegate),
+                       platform::nativePlatform()) {}
+
+QLCZephraManager::QLCZephraManager(std::shared_ptr<QLCAppInfo> appInfo,
+                                   std::shared_ptr<QLCServicesURLsProviderProtocol> urlsProvider,
+                                   std::shared_ptr<QLCZephraAuthenticationDelegate> authDelegate,
+                                   platform::Platform& platform) {
+  if (appInfo == nullptr || urlsProvider == nullptr || authDelegate == nullptr) {
+    throw std::invalid_argument("a QLCZephraManager needs appInfo, urlsProvider and authDelegate");
+  }
+  core_ = std::make_shared<ManagerCore>(std::move(appInfo), std::move(urlsProvider), authDelegate, platform);
+}
+
+QLCZephraManager::~QLCZephraManager() {
+  core_->close();
+}
+
+std::optional<std::string> QLCZephraManager::ccrToken() const {
+  return core_->ccrToken();
+}
+void QLCZephraManager::setCcrToken(std::optional<std::string> token) {
+  core_->setCcrToken(std::move(token));
+}
+std::optional<std::string> QLCZephraManager::localFilePath() const {
+  return core_->localFilePath();
+}
+void QLCZephraManager::setLocalFilePath(std::optional<std::string> path) {
+  core_->setLocalFilePath(std::move(path));
+}
+std::optional<std::string> QLCZephraManager::patchFilePath() const {
+  return core_->patchFilePath();
+}
+void QLCZephraManager::setPatchFilePath(std::optional<std::string> path) {
+  core_->setPatchFilePath(std::move(path));
+}
+std::optional<Map> QLCZephraManager::currentSettings() const {
+  return core_->settings().tree();
+}
+void QLCZephraManager::setCurrentSettings(std::optional<Map> settings) {
+  core_->setCurrentSettings(std::move(settings));
+}
+
+void QLCZephraManager::clearCCRToken() {
+  core_->clearCCRToken();
+}
+void QLCZephraManager::updateLocalSettings() {
+  core_->updateLocalSettings();
+}
+void QLCZephraManager::fetchRemoteSettings(Completion completion) {
+  core_->fetchRemoteSettings(std::move(completion));
+}
+
+std::optional<Map> QLCZephraManager::getFlattenedDict(std::string_view path) const {
+  // The copy is made outside the read: it takes as long as the group is large.
+  const std::optional<Map> children = getDictValue(path);
+  return children ? std::optional(document::flattened(*children)) : std::nullopt;
+}
+
+std::optional<Value> QLCZephraManager::getSettingValue(std::string_view path) const {
+  return readAt(*core_, path, [](const Value& value) { return std::optional(value); });
+}
+
+std::optional<Map> QLCZephraManager::getDictValue(std::string_view path) const {
+  return readAt(*core_, path, mapOf);
+}
+
+std::optional<bool> QLCZephraManager::getBoolValue(std::string_view path) const {
+  return readAt(*core_, path, [](const Value& value) { return value.boolean(); });
+}
+
+std::optional<std::int64_t> QLCZephraManager::getNumberValue(std::string_view path) const {
+  return readAt(*core_, path, [](const Value& value) { return value.wholeNumber(); });
+}
+
+std::optional<std::string> QLCZephraManager::getStringValue(std::string_view path) const {
+  return readAt(*core_, path, [](const Value& value) {
+    const auto string = value.string();
+    return string ? std::optional(std::string(*string)) : std::nullopt;
+  });
+}
+
+std::optional<std::vector<std::string>> QLCZephraManager::getProperties(std::string_view path) const {
+  const std::optional<Map> children = getDictValue(path);
+  if (!children) return std::nullopt;
+  std::vector<std::string> names;
+  names.reserve(children->size());
+  for (const auto& [name, child] : *children) names.emplace_back(name);
+  return names;
+}
+
+std::optional<bool> QLCZephraManager::getSettingIsReadonly(std::string_view path) const {
+  return core_->settings().read(
+      [&](const Map* tree) { return tree == nullptr ? std::nullopt : document::isReadonlyAt(*tree, path); });
+}
+
+std::string QLCZephraManager::localSettingsFileForUid(std::int64_t uid) {
+  return pathFor("zephra", uid);
+}
+std::string QLCZephraManager::patchSettingsFileForUid(std::int64_t uid) {
+  return pathFor("patch", uid);
+}
+
+// The interfaces' tables of virtual functions stand here, once.
+QLCZephraManagerProtocol::~QLCZephraManagerProtocol() = default;
+QLCZephraAuthenticationDelegate::~QLCZephraAuthenticationDelegate() = default;
+QLCServicesURLsProviderProtocol::~QLCServicesURLsProviderProtocol() = default;
+
+}  // namespace qlczephra

@@ -1,0 +1,86 @@
+#include "manager/manager_core.h"
+
+#include <utility>
+
+#include "platform/plist/plist.h"
+
+namespace qlczephra {
+
+namespace {
+
+constexpr const char* requestQueueLabel = "com.quellin.qlczephra.requests-queue";
+
+}  // namespace
+
+std::shared_ptr<ManagerCore> WeakCore::lock() const noexcept {
+  auto core = core_.lock();
+  return core != nullptr && !core->isClosed() ? core : nullptr;
+}
+
+ManagerCore::ManagerCore(std::shared_ptr<QLCAppInfo> appInfo,
+                         std::shared_ptr<QLCServicesURLsProviderProtocol> urlsProvider,
+                         const std::shared_ptr<QLCZephraAuthenticationDelegate>& authDelegate,
+                         platform::Platform& platform)
+    : platform_(platform),
+      log_(platform.log()),
+      appInfo_(std::move(appInfo)),
+      urlsProvider_(std::move(urlsProvider)),
+      authDelegate_(authDelegate),
+      networkRequest_(platform),
+      statusHandling_(platform),
+      queue_(platform.makeSerialQueue(requestQueueLabel)),
+      currentSettings_(platform.workers()) {}
+
+std::optional<std::string> ManagerCore::ccrToken() const {
+  const platform::MutexLock lock(fieldsMutex_);
+  return ccrToken_;
+}
+
+void ManagerCore::setCcrToken(std::optional<std::string> token) {
+  const platform::MutexLock lock(fieldsMutex_);
+  ccrToken_ = std::move(token);
+}
+
+std::optional<std::string> ManagerCore::localFilePath() const {
+  const platform::MutexLock lock(fieldsMutex_);
+  return localFilePath_;
+}
+
+void ManagerCore::setLocalFilePath(std::optional<std::string> path) {
+  const platform::MutexLock lock(fieldsMutex_);
+  localFilePath_ = std::move(path);
+}
+
+std::optional<std::string> ManagerCore::patchFilePath() const {
+  const platform::MutexLock lock(fieldsMutex_);
+  return patchFilePath_;
+}
+
+void ManagerCore::setPatchFilePath(std::optional<std::string> path) {
+  const platform::MutexLock lock(fieldsMutex_);
+  patchFilePath_ = std::move(path);
+  pendingChanges_ = nullptr;
+}
+
+std::shared_ptr<PendingChanges> ManagerCore::pendingChanges() {
+  const platform::MutexLock lock(fieldsMutex_);
+  if (pendingChanges_ == nullptr) pendingChanges_ = PendingChanges::at(platform_, patchFilePath_);
+  return pendingChanges_;
+}
+
+void ManagerCore::setCurrentSettings(std::optional<Map> settings) {
+  if (settings && settings->nesting() > plist::maximumNesting) {
+    log_.error("Settings that are nested too deep were refused");
+    return;
+  }
+  const auto changes = pendingChanges();
+  const platform::MutexLock lock(changes->patchLock());
+  {
+    // The tag spoke of the settings that go now.
+    const platform::MutexLock fields(fieldsMutex_);
+    documentTag_.reset();
+  }
+  currentSettings_.publish(std::move(settings));
+}
+
+}  // namespace qlczephra

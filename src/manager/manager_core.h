@@ -1,0 +1,148 @@
+// What stands behind a QLCZephraManager.
+//
+// The host holds the manager, the manager holds its core, and everything that is handed to a queue, to the host or to
+// the HTTP layer holds the core weakly (WeakCore). When the host lets its manager go the core is closed: whoever comes
+// later finds it gone, even if a step that began before still has it in hand.
+//
+// One file for each matter: manager_core.cpp (fields, accessors), token_step.cpp, service_call.cpp, settings_fetch.cpp.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "manager/manager_log.h"
+#include "manager/pending_changes.h"
+#include "manager/published_state.h"
+#include "manager/status_handling.h"
+#include "platform/host_call.h"
+#include "platform/mutex.h"
+#include "platform/platform.h"
+#include "qlczephra/app_info.h"
+#include "qlczephra/authentication_delegate.h"
+#include "qlczephra/error.h"
+#include "qlczephra/network_request.h"
+#include "qlczephra/services_urls_provider.h"
+#include "qlczephra/value.h"
+
+namespace qlczephra {
+
+class ManagerCore;
+
+class WeakCore {
+ public:
+  explicit WeakCore(const std::shared_ptr<ManagerCore>& core) noexcept : core_(core) {}
+  // Null once the host has let the manager go.
+  [[nodiscard]] std::shared_ptr<ManagerCore> lock() const noexcept;
+
+ private:
+  std::weak_ptr<ManagerCore> core_;
+};
+
+class ManagerCore : public std::enable_shared_from_this<ManagerCore> {
+ public:
+  ManagerCore(std::shared_ptr<QLCAppInfo> appInfo, std::shared_ptr<QLCServicesURLsProviderProtocol> urlsProvider,
+              const std::shared_ptr<QLCZephraAuthenticationDelegate>& authDelegate, platform::Platform& platform);
+
+  // From now on no call into host code begins for this manager.
+  void close() noexcept { closed_.store(true); }
+  [[nodiscard]] bool isClosed() const noexcept { return closed_.load(); }
+
+  [[nodiscard]] std::optional<std::string> ccrToken() const QLCZ_EXCLUDES(fieldsMutex_);
+  void setCcrToken(std::optional<std::string> token) QLCZ_EXCLUDES(fieldsMutex_);
+  void clearCCRToken();
+  [[nodiscard]] std::optional<std::string> localFilePath() const QLCZ_EXCLUDES(fieldsMutex_);
+  void setLocalFilePath(std::optional<std::string> path) QLCZ_EXCLUDES(fieldsMutex_);
+  [[nodiscard]] std::optional<std::string> patchFilePath() const QLCZ_EXCLUDES(fieldsMutex_);
+  void setPatchFilePath(std::optional<std::string> path) QLCZ_EXCLUDES(fieldsMutex_);
+  [[nodiscard]] const PublishedState& settings() const noexcept { return currentSettings_; }
+  void setCurrentSettings(std::optional<Map> settings);
+
+  void updateLocalSettings();
+  void fetchRemoteSettings(Completion completion);
+
+ private:
+  // ---- token step
+  using TokenOperation = std::function<void(const std::string& ccrToken, Completion completion)>;
+
+  // Runs `operation` with the cached token, or with the one that the delegate gives, on the request queue; without a
+  // token `completion` gets the delegate's error. Returns at once.
+  void performOnQueueWithCCRToken(TokenOperation operation, Completion completion);
+  void askDelegate(TokenOperation operation, Completion completion);
+  void acceptCredentials(const std::optional<std::string>& token, const ErrorRef& error,
+                         const TokenOperation& operation, const Completion& completion);
+
+  // ---- service calls
+  // Applies a successful reply; what it returns becomes the result of the call.
+  using OnSuccess = std::function<ErrorRef(std::optional<Map> body, std::optional<std::string> eTag)>;
+  // Goes on after a reply that does not end the call, `delay` seconds later.
+  using OnRepeat = std::function<void(Completion completion, std::int64_t delay)>;
+
+  struct ServiceRequest {
+    std::string url;
+    std::string type;  // HTTP method
+    HeaderMap headers;
+    std::string ccrToken;
+    std::optional<Map> params;
+    OnSuccess onSuccess;    // may be empty
+    OnRepeat onBadRequest;  // may be empty: the call then ends with `badRequest`
+    OnRepeat onBackOff;
+    Completion completion;
+  };
+
+  // Asks the URL provider for the service's base URL and runs `operation` with it on the thread on which the provider
+  // answers; without a URL `completion` gets the provider's error or `noServiceURL`.
+  void runRequestWithURL(std::function<void(const std::string& base, Completion completion)> operation,
+                         Completion completion);
+  // Sends the request and acts on the status of the reply: ends the call, or lets it go on.
+  void sendSettingsRequest(ServiceRequest request);
+  void handleReply(const ServiceRequest& request, std::optional<Map> body, int status, std::optional<std::string> eTag,
+                   std::optional<QLMError> error);
+
+  // ---- fetch
+  void getSettings(const std::string& ccrToken, Completion completion);
+  void retryFetchSettings(const std::string& ccrToken, Completion completion, std::int64_t delay);
+  ErrorRef applyDocument(const std::optional<Map>& body, std::optional<std::string> eTag);
+  void finishFetch() QLCZ_EXCLUDES(fetchSettingsLock_);
+  [[nodiscard]] std::optional<Map> readLocalSettings(const std::optional<std::string>& path);
+
+  // ---- what they share
+  [[nodiscard]] WeakCore weak() noexcept { return WeakCore(shared_from_this()); }
+  // The owner of the files at the present patch file path.
+  [[nodiscard]] std::shared_ptr<PendingChanges> pendingChanges() QLCZ_EXCLUDES(fieldsMutex_);
+  // Calls host code unless the host has let the manager go. No lock may be held.
+  template <typename Code>
+  void callHost(std::string_view what, Code&& code) noexcept {
+    if (!isClosed()) platform::callHost(platform_, what, std::forward<Code>(code));
+  }
+
+  platform::Platform& platform_;
+  const ManagerLog log_;
+  std::atomic<bool> closed_{false};
+
+  const std::shared_ptr<QLCAppInfo> appInfo_;
+  const std::shared_ptr<QLCServicesURLsProviderProtocol> urlsProvider_;
+  const std::weak_ptr<QLCZephraAuthenticationDelegate> authDelegate_;
+  QLCNetworkRequest networkRequest_;
+  StatusHandling statusHandling_;
+  const std::shared_ptr<platform::SerialQueue> queue_;  // the request queue
+  PublishedState currentSettings_;
+
+  platform::Mutex fetchSettingsLock_;
+  bool sendingGetRequest_ QLCZ_GUARDED_BY(fetchSettingsLock_) = false;
+
+  // Taken last, for single steps on the fields below.
+  mutable platform::Mutex fieldsMutex_;
+  std::optional<std::string> ccrToken_ QLCZ_GUARDED_BY(fieldsMutex_);
+  std::optional<std::string> localFilePath_ QLCZ_GUARDED_BY(fieldsMutex_);
+  std::optional<std::string> patchFilePath_ QLCZ_GUARDED_BY(fieldsMutex_);
+  std::shared_ptr<PendingChanges> pendingChanges_ QLCZ_GUARDED_BY(fieldsMutex_);  // made when it is first needed
+  // Tag of the document that `currentSettings_` was made from, for If-None-Match.
+  std::optional<std::string> documentTag_ QLCZ_GUARDED_BY(fieldsMutex_);
+};
+
+}  // namespace qlczephra

@@ -1,0 +1,46 @@
+// The settings that all reads of a manager use: one immutable tree, replaced whole.
+#pragma once
+
+#include <atomic>
+#include <optional>
+#include <utility>
+
+#include "platform/hazard.h"
+#include "platform/queue.h"
+#include "qlczephra/value.h"
+
+namespace qlczephra {
+
+// Reads wait for nothing and write nothing that another thread reads often, so they cost the same however many threads
+// read and whether or not somebody publishes. Each read sees one tree from beginning to end.
+//
+// publish() and all reads may be called from any thread; who publishes what first is for the callers to settle.
+class PublishedState {
+ public:
+  // `workers` frees the trees that were replaced and outlives the object.
+  explicit PublishedState(platform::WorkerQueue& workers) : workers_(workers) {}
+  ~PublishedState();
+  PublishedState(const PublishedState&) = delete;
+  PublishedState& operator=(const PublishedState&) = delete;
+
+  void publish(std::optional<Map> tree);
+
+  // Calls `reader` with the present tree, null when there is none, and gives its result. The tree is safe during the
+  // call only; `reader` must not read another published state and must not call host code.
+  template <typename Reader>
+  auto read(Reader&& reader) const {
+    const platform::HazardGuard<const Map> guard(tree_);
+    return std::forward<Reader>(reader)(guard.get());
+  }
+
+  // A share of the present tree, for work that takes longer.
+  [[nodiscard]] std::optional<Map> tree() const {
+    return read([](const Map* tree) { return tree == nullptr ? std::nullopt : std::optional(*tree); });
+  }
+
+ private:
+  std::atomic<const Map*> tree_{nullptr};
+  platform::WorkerQueue& workers_;
+};
+
+}  // namespace qlczephra

@@ -1,0 +1,84 @@
+// One call to the service: the base URL, the request, and what the status of the reply means for the call.
+#include <utility>
+
+#include "manager/errors.h"
+#include "manager/manager_core.h"
+#include "manager/once.h"
+
+namespace qlczephra {
+
+void ManagerCore::runRequestWithURL(std::function<void(const std::string& base, Completion completion)> operation,
+                                    Completion completion) {
+  auto answer = onlyOnce([weak = weak(), operation = std::move(operation), completion = std::move(completion)](
+                             const ErrorRef& error, const std::optional<std::string>& url) {
+    const auto core = weak.lock();
+    if (core == nullptr) return;
+    if (url) {
+      operation(*url, completion);
+      return;
+    }
+    core->log_.error("Failed to get Zephra URL");
+    completion(error != nullptr ? error : makeError(QLCZephraManager::ZephraErrorCode::noServiceURL));
+  });
+  callHost("a URL provider", [&] {
+    urlsProvider_->getURLForService(QLCServicesURLsProviderProtocol::settingsService, std::move(answer));
+  });
+}
+
+void ManagerCore::sendSettingsRequest(ServiceRequest request) {
+  auto shared = std::make_shared<const ServiceRequest>(std::move(request));
+  networkRequest_.request(
+      shared->url, shared->type, shared->headers, shared->ccrToken, shared->params,
+      [weak = weak(), log = log_, shared](std::optional<Map> body, int status, std::optional<std::string> eTag,
+                                          std::optional<QLMError> error) {
+        log.info("Zephra responded with status " + std::to_string(status));
+        if (const auto core = weak.lock()) {
+          core->handleReply(*shared, std::move(body), status, std::move(eTag), error);
+        }
+      });
+}
+
+void ManagerCore::handleReply(const ServiceRequest& request, std::optional<Map> body, int status,
+                              std::optional<std::string> eTag, std::optional<QLMError> error) {
+  const ReplyMeaning meaning = statusHandling_.classify(status, error);
+  switch (status) {
+    case 400:
+      log_.error("Bad request, fetching new settings before retrying");
+      break;
+    case 401:
+      log_.error("CCR token is invalid or expired");
+      break;
+    case 412:
+      log_.error("Wrong etag, will fetch new settings before retrying");
+      break;
+    default:
+      break;
+  }
+  switch (meaning.next) {
+    case ReplyMeaning::Next::success:
+      request.completion(request.onSuccess ? request.onSuccess(std::move(body), std::move(eTag)) : nullptr);
+      return;
+    case ReplyMeaning::Next::notModified:
+      request.completion(nullptr);
+      return;
+    case ReplyMeaning::Next::backOff:
+      request.onBackOff(request.completion, meaning.delay);
+      return;
+    case ReplyMeaning::Next::recover:
+      if (request.onBadRequest) {
+        request.onBadRequest(request.completion, meaning.delay);
+        return;
+      }
+      break;
+    case ReplyMeaning::Next::failure:
+      break;
+  }
+  if (meaning.code == QLCZephraManager::ZephraErrorCode::unexpectedResponse) {
+    log_.error("Unexpected response: " + std::to_string(status));
+    request.completion(errorWithCode(*meaning.code, status));
+    return;
+  }
+  request.completion(makeError(*meaning.code));
+}
+
+}  // namespace qlczephra

@@ -1,0 +1,39 @@
+// What the status of a reply means for the call that it ends or repeats, and for the retry state.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "platform/mutex.h"
+#include "qlczephra/manager.h"
+#include "qlczephra/retry.h"
+
+namespace qlczephra {
+
+struct ReplyMeaning {
+  enum class Next : std::uint8_t {
+    success,      // 2xx: the call applies the reply
+    notModified,  // 304
+    recover,      // 412, and 400 while a retry is allowed: only a call that can recover goes on
+    backOff,      // the call is to be repeated after `delay`
+    failure,      // `code` ends the call
+  };
+  Next next = Next::success;
+  std::optional<QLCZephraManager::ZephraErrorCode> code;
+  std::int64_t delay = 0;  // seconds; of `recover` and `backOff`
+};
+
+// The retry state that all calls of one manager share. The delay of a repetition is taken together with the
+// classification of its own reply, in one step, so that the reply of another call cannot change it.
+class StatusHandling {
+ public:
+  explicit StatusHandling(platform::Platform& platform) : retry_(platform) {}
+
+  [[nodiscard]] ReplyMeaning classify(int status, std::optional<QLMError> error) QLCZ_EXCLUDES(mutex_);
+
+ private:
+  platform::Mutex mutex_;
+  QLCRetry retry_ QLCZ_GUARDED_BY(mutex_);
+};
+
+}  // namespace qlczephra

@@ -1,0 +1,129 @@
+#include "platform/hazard.h"
+
+#include <linux/membarrier.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <vector>
+
+#include "platform/mutex.h"
+
+namespace qlczephra::platform {
+
+namespace detail {
+
+constinit thread_local HazardSlot* hazardSlot = nullptr;
+std::atomic<bool> readersFence{false};
+
+}  // namespace detail
+
+namespace {
+
+struct Retired {
+  const void* object;
+  void (*release)(const void*);
+};
+
+// Lives as long as the process: threads may read until its very end.
+struct Domain {
+  std::atomic<HazardSlot*> slots{nullptr};
+  Mutex mutex;
+  std::vector<Retired> retired QLCZ_GUARDED_BY(mutex);
+  bool scheduled QLCZ_GUARDED_BY(mutex) = false;
+};
+
+long membarrier(int command) noexcept { return syscall(SYS_membarrier, command, 0, 0); }
+
+Domain& domain() {
+  static Domain* const instance = [] {
+    // Registration makes the expedited command possible; where it fails, readers order themselves from the start.
+    if (membarrier(MEMBARRIER_CMD_REGISTER_PRIVATE_EXPEDITED) != 0) detail::readersFence.store(true);
+    return new Domain;
+  }();
+  return *instance;
+}
+
+// Gives the thread's slot back when the thread ends.
+struct SlotOwner {
+  HazardSlot* slot = nullptr;
+  ~SlotOwner() {
+    detail::hazardSlot = nullptr;
+    if (slot != nullptr) slot->taken.store(false, std::memory_order_release);
+  }
+};
+
+void orderReaders() noexcept {
+  if (!detail::readersFence.load()) {
+    if (membarrier(MEMBARRIER_CMD_PRIVATE_EXPEDITED) == 0) return;
+    detail::readersFence.store(true);
+  }
+  std::atomic_thread_fence(std::memory_order_seq_cst);
+}
+
+void reclaim() {
+  Domain& all = domain();
+  std::vector<Retired> candidates;
+  {
+    const MutexLock lock(all.mutex);
+    candidates.swap(all.retired);
+    all.scheduled = false;
+  }
+  orderReaders();
+  std::vector<const void*> inUse;
+  for (HazardSlot* slot = all.slots.load(std::memory_order_acquire); slot != nullptr; slot = slot->next) {
+    if (const void* object = slot->object.load(std::memory_order_acquire)) inUse.push_back(object);
+  }
+  std::sort(inUse.begin(), inUse.end());
+  std::vector<Retired> kept;
+  for (const Retired& candidate : candidates) {
+    if (std::binary_search(inUse.begin(), inUse.end(), candidate.object)) {
+      kept.push_back(candidate);
+    } else {
+      candidate.release(candidate.object);
+    }
+  }
+  if (kept.empty()) return;
+  // Still being read: they go with the next ones.
+  const MutexLock lock(all.mutex);
+  all.retired.insert(all.retired.end(), kept.begin(), kept.end());
+}
+
+}  // namespace
+
+HazardSlot& detail::takeHazardSlot() {
+  static thread_local SlotOwner owner;
+  Domain& all = domain();
+  for (HazardSlot* slot = all.slots.load(std::memory_order_acquire); slot != nullptr; slot = slot->next) {
+    bool expected = false;
+    if (slot->taken.compare_exchange_strong(expected, true)) {
+      owner.slot = hazardSlot = slot;
+      return *slot;
+    }
+  }
+  auto* slot = new HazardSlot;
+  slot->taken.store(true);
+  slot->next = all.slots.load();
+  while (!all.slots.compare_exchange_weak(slot->next, slot)) {
+  }
+  owner.slot = hazardSlot = slot;
+  return *slot;
+}
+
+void retire(const void* object, void (*release)(const void*), WorkerQueue& workers) {
+  constexpr std::size_t tooManyToWaitFor = 64;  // the worker may be busy, or gone at the end of the process
+  bool schedule = false;
+  bool now = false;
+  Domain& all = domain();
+  {
+    const MutexLock lock(all.mutex);
+    all.retired.push_back({object, release});
+    now = all.retired.size() >= tooManyToWaitFor;
+    schedule = !all.scheduled && !now;
+    if (schedule) all.scheduled = true;
+  }
+  if (now) reclaim();
+  if (schedule) workers.post(reclaim);
+}
+
+}  // namespace qlczephra::platform

@@ -1,0 +1,120 @@
+#include "platform/native/native_file_store.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+
+namespace qlczephra::platform {
+
+namespace {
+
+FileStatus failure(int error) noexcept {
+  // ELOOP: a link where O_NOFOLLOW wants a file; ENXIO: a socket or a device without driver.
+  const bool missing = error == ENOENT || error == ENOTDIR || error == ELOOP || error == ENXIO || error == EISDIR;
+  return {missing ? FileStatus::Kind::missing : FileStatus::Kind::unavailable, error};
+}
+
+FileStatus statusOf(int result) noexcept { return result < 0 ? failure(errno) : FileStatus{}; }
+
+// A descriptor that is closed when its owner goes.
+class Descriptor {
+ public:
+  explicit Descriptor(int descriptor) noexcept : descriptor_(descriptor) {}
+  ~Descriptor() {
+    if (descriptor_ >= 0) ::close(descriptor_);
+  }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  [[nodiscard]] int get() const noexcept { return descriptor_; }
+
+ private:
+  int descriptor_;
+};
+
+int descriptorOf(FileStore::Handle handle) noexcept { return static_cast<int>(handle); }
+
+}  // namespace
+
+FileStatus NativeFileStore::read(const std::string& path, std::string& content) {
+  content.clear();
+  // Not blocking, so that a FIFO is opened without waiting for its writer and then refused.
+  const Descriptor file(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
+  if (file.get() < 0) return failure(errno);
+  struct stat status {};
+  if (::fstat(file.get(), &status) != 0) return failure(errno);
+  if (!S_ISREG(status.st_mode)) return failure(ENOENT);
+
+  // One byte more than the size, so that the end is seen by the read that fills the rest; a file that grows meanwhile
+  // is read on.
+  content.resize(static_cast<std::size_t>(status.st_size) + 1);
+  std::size_t filled = 0;
+  for (;;) {
+    if (filled == content.size()) content.resize(content.size() * 2);
+    const ssize_t count = ::read(file.get(), content.data() + filled, content.size() - filled);
+    if (count < 0) {
+      if (errno == EINTR) continue;
+      const FileStatus failed = failure(errno);
+      content.clear();
+      return failed;
+    }
+    if (count == 0) break;
+    filled += static_cast<std::size_t>(count);
+  }
+  content.resize(filled);
+  return {};
+}
+
+FileStatus NativeFileStore::create(const std::string& path, Handle& handle) {
+  const int descriptor = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+  handle = descriptor;
+  return statusOf(descriptor);
+}
+
+FileStatus NativeFileStore::write(Handle handle, std::string_view content) {
+  while (!content.empty()) {
+    const ssize_t count = ::write(descriptorOf(handle), content.data(), content.size());
+    if (count < 0) {
+      if (errno == EINTR) continue;
+      return failure(errno);
+    }
+    content.remove_prefix(static_cast<std::size_t>(count));
+  }
+  return {};
+}
+
+FileStatus NativeFileStore::flush(Handle handle) { return statusOf(::fdatasync(descriptorOf(handle))); }
+
+FileStatus NativeFileStore::close(Handle handle) { return statusOf(::close(descriptorOf(handle))); }
+
+FileStatus NativeFileStore::rename(const std::string& from, const std::string& to) {
+  return statusOf(::rename(from.c_str(), to.c_str()));
+}
+
+FileStatus NativeFileStore::remove(const std::string& path) { return statusOf(::unlink(path.c_str())); }
+
+FileStatus NativeFileStore::flushDirectory(const std::string& path) {
+  const Descriptor directory(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (directory.get() < 0) return failure(errno);
+  return statusOf(::fsync(directory.get()));
+}
+
+FileStatus NativeFileStore::list(const std::string& directory, std::vector<std::string>& names) {
+  names.clear();
+  DIR* stream = ::opendir(directory.c_str());
+  if (stream == nullptr) return failure(errno);
+  errno = 0;
+  while (const dirent* entry = ::readdir(stream)) {
+    const std::string_view name = entry->d_name;
+    if (name != "." && name != "..") names.emplace_back(name);
+    errno = 0;
+  }
+  const FileStatus result = errno == 0 ? FileStatus{} : failure(errno);
+  ::closedir(stream);
+  return result;
+}
+
+}  // namespace qlczephra::platform

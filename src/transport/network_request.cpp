@@ -1,0 +1,137 @@
+#include "qlczephra/network_request.h"
+
+#include <algorithm>
+#include <string>
+#include <utility>
+#include <variant>
+
+#include "platform/host_call.h"
+#include "platform/json/json.h"
+#include "platform/platform.h"
+#include "transport/ascii.h"
+#include "transport/header_rules.h"
+#include "transport/service_url.h"
+
+namespace qlczephra {
+
+namespace {
+
+using platform::HttpOutcome;
+
+const std::string* headerValue(const platform::HeaderList& headers, std::string_view name) {
+  const auto found = std::find_if(headers.begin(), headers.end(),
+                                  [&](const auto& header) { return transport::equalIgnoringCase(header.first, name); });
+  return found == headers.end() ? nullptr : &found->second;
+}
+
+// Why a request cannot be sent, in words; null when it can.
+const char* whyNotSendable(const std::string& url, const std::string& method, const HeaderMap& headers) {
+  if (!transport::isSendableURL(url)) return "no http or https URL could be formed";
+  if (!transport::isToken(method)) return "the method is no HTTP token";
+  for (const auto& [name, value] : headers) {
+    if (!transport::isToken(name) || !transport::isFieldValue(value)) return "a header field holds a control character";
+  }
+  return nullptr;
+}
+
+// The JSON object of a reply. Anything else is none, which is no failure here; only a body that the limits refuse is
+// worth a line, since nobody could tell otherwise why a whole reply had no effect.
+std::optional<Map> decodeBody(platform::Platform& platform, const std::string& body) {
+  auto decoded = json::read(body);
+  if (const auto* error = std::get_if<json::ReadError>(&decoded)) {
+    if (error->nestsTooDeep) platform.log().process("QLMNetworkRequest: Error " + error->reason);
+    return std::nullopt;
+  }
+  const Map* object = std::get<Value>(decoded).map();
+  return object == nullptr ? std::nullopt : std::optional(*object);
+}
+
+void handleOutcome(platform::Platform& platform, HttpOutcome outcome, const RequestCompletion& completion) {
+  const auto complete = [&](std::optional<Map> body, int status, std::optional<std::string> eTag,
+                            std::optional<QLMError> error) {
+    platform::callHost(platform, "a request completion",
+                       [&] { completion(std::move(body), status, std::move(eTag), error); });
+  };
+  if (!outcome.head) {
+    complete(std::nullopt, 0, std::nullopt, QLMError::networkError);
+    platform.log().process("QLMNetworkRequest: Error " + outcome.failure.value_or("unknown") +
+                           " Unexpected response type.");
+    return;
+  }
+  const platform::HttpReplyHead& head = *outcome.head;
+  const std::string* transaction = headerValue(head.headers, "x-transaction");
+  const std::string transactionText = transaction == nullptr ? "unknown" : *transaction;
+  if (outcome.failure) {
+    platform.log().process("QLMNetworkRequest: Error " + *outcome.failure + " Transaction " + transactionText);
+    complete(std::nullopt, head.status, std::nullopt, QLMError::networkError);
+    return;
+  }
+  std::optional<Map> body = decodeBody(platform, outcome.body);
+  const std::string* eTag = headerValue(head.headers, "Etag");
+  if (head.status < 200 || head.status > 299) {
+    platform.log().process("QLMNetworkRequest: Status " + std::to_string(head.status) + " Transaction " +
+                           transactionText);
+  }
+  complete(std::move(body), head.status, eTag == nullptr ? std::nullopt : std::optional(*eTag), std::nullopt);
+}
+
+}  // namespace
+
+bool HeaderNameLess::operator()(std::string_view left, std::string_view right) const noexcept {
+  return std::lexicographical_compare(left.begin(), left.end(), right.begin(), right.end(),
+                                      [](char a, char b) { return transport::lowered(a) < transport::lowered(b); });
+}
+
+QLCNetworkRequest::QLCNetworkRequest() : QLCNetworkRequest(platform::nativePlatform()) {}
+
+QLCNetworkRequest::QLCNetworkRequest(platform::Platform& platform)
+    : platform_(platform), pmCertificatesHandler_(QLCPMCertificatesHandler::instance()) {}
+
+QLCNetworkRequest::~QLCNetworkRequest() = default;
+
+void QLCNetworkRequest::request(const std::string& url, const std::string& method,
+                                const std::optional<HeaderMap>& headers, const std::string& ccrToken,
+                                const std::optional<Map>& params, RequestCompletion completion) {
+  HeaderMap merged;
+  if (headers) merged = *headers;
+  merged.emplace("Authorization", "Bearer " + ccrToken);
+  merged.emplace("Content-Type", "application/json");
+  request(url, method, merged, params, std::move(completion));
+}
+
+void QLCNetworkRequest::request(const std::string& url, const std::string& method, const HeaderMap& headers,
+                                const std::optional<Map>& params, RequestCompletion completion) {
+  const bool isPatch = method == "PATCH";
+  if (isPatch && !params) {
+    platform::callHost(platform_, "a request completion",
+                       [&] { completion(std::nullopt, 0, std::nullopt, QLMError::noParams); });
+    return;
+  }
+  if (const char* reason = whyNotSendable(url, method, headers)) {
+    platform_.log().process(std::string("QLMNetworkRequest: Error Not sent: ") + reason);
+    platform_.workers().post([&platform = platform_, completion = std::move(completion)] {
+      platform::callHost(platform, "a request completion",
+                         [&] { completion(std::nullopt, 0, std::nullopt, std::nullopt); });
+    });
+    return;
+  }
+
+  platform::HttpRequest request;
+  request.url = url;
+  request.method = method;
+  if (isPatch) request.body = json::write(Value(*params));
+  request.headers.assign(headers.begin(), headers.end());
+  request.certificatesHandler = pmCertificatesHandler_;
+
+  const auto userAgent = headers.find("User-Agent");
+  const std::string line = "QLCNetworkRequest will use User-Agent: " +
+                           (userAgent == headers.end() ? std::string("no User-Agent") : userAgent->second);
+  platform_.log().write({LogDestination::platformDefault, LogLevel::info, {}, {}, line});
+
+  platform_.http().send(std::move(request),
+                        [&platform = platform_, completion = std::move(completion)](HttpOutcome outcome) {
+                          handleOutcome(platform, std::move(outcome), completion);
+                        });
+}
+
+}  // namespace qlczephra

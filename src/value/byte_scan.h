@@ -1,0 +1,83 @@
+// Search for the first byte of a class, 16 bytes at a step where the processor can. Never reads outside the range.
+#pragma once
+
+#include <bit>
+#include <cstdint>
+
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
+namespace qlczephra {
+
+// Classes of bytes. Each tells of one byte whether it belongs, and of 16 at once (all bits of a member's lane set).
+namespace bytes {
+
+struct NonAscii {
+  static constexpr bool has(char byte) noexcept { return static_cast<unsigned char>(byte) >= 0x80; }
+#ifdef __SSE2__
+  static __m128i in(__m128i block) noexcept {
+    return _mm_cmplt_epi8(block, _mm_setzero_si128());
+  }
+#endif
+};
+
+// Below the blank.
+struct Control {
+  static constexpr bool has(char byte) noexcept { return static_cast<unsigned char>(byte) < ' '; }
+#ifdef __SSE2__
+  static __m128i in(__m128i block) noexcept {
+    return _mm_cmpeq_epi8(_mm_min_epu8(block, _mm_set1_epi8(' ' - 1)), block);
+  }
+#endif
+};
+
+template <char... members>
+struct AnyOf {
+  static constexpr bool has(char byte) noexcept { return ((byte == members) || ...); }
+#ifdef __SSE2__
+  static __m128i in(__m128i block) noexcept {
+    __m128i found = _mm_setzero_si128();
+    ((found = _mm_or_si128(found, _mm_cmpeq_epi8(block, _mm_set1_epi8(members)))), ...);
+    return found;
+  }
+#endif
+};
+
+template <typename Left, typename Right>
+struct Either {
+  static constexpr bool has(char byte) noexcept { return Left::has(byte) || Right::has(byte); }
+#ifdef __SSE2__
+  static __m128i in(__m128i block) noexcept {
+    return _mm_or_si128(Left::in(block), Right::in(block));
+  }
+#endif
+};
+
+template <typename Whole, typename Excluded>
+struct Without {
+  static constexpr bool has(char byte) noexcept { return Whole::has(byte) && !Excluded::has(byte); }
+#ifdef __SSE2__
+  static __m128i in(__m128i block) noexcept {
+    return _mm_andnot_si128(Excluded::in(block), Whole::in(block));
+  }
+#endif
+};
+
+}  // namespace bytes
+
+// `last` when there is none.
+template <typename Class>
+[[nodiscard]] inline const char* findFirst(const char* first, const char* last) noexcept {
+#ifdef __SSE2__
+  for (; last - first >= 16; first += 16) {
+    const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(first));
+    const auto found = static_cast<std::uint32_t>(_mm_movemask_epi8(Class::in(block)));
+    if (found != 0) return first + std::countr_zero(found);
+  }
+#endif
+  while (first != last && !Class::has(*first)) ++first;
+  return first;
+}
+
+}  // namespace qlczephra
