@@ -15,7 +15,8 @@ namespace qlczephra::json {
 inline constexpr std::size_t maximumNesting = 512;
 
 struct ReadError {
-  std::string reason;  // for people, in lower case, without the document's content
+  std::string reason;         // for people, in lower case, without the document's content
+  bool nestsTooDeep = false;  // a document that the nesting limit refused
 };
 
 // One JSON text, surrounded by nothing but white space. UTF-8 is validated, a byte order mark refused. Of equal keys in

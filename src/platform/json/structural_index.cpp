@@ -1,0 +1,59 @@
+#include "platform/json/structural_index.h"
+
+#include <simdjson.h>
+
+#include <string>
+
+namespace qlczephra::json {
+
+namespace {
+
+const char* reasonFor(simdjson::error_code code) noexcept {
+  switch (code) {
+    case simdjson::EMPTY:
+      return "no json text";
+    case simdjson::UTF8_ERROR:
+      return "not valid utf-8";
+    case simdjson::UNESCAPED_CHARS:
+      return "a control character inside a string";
+    case simdjson::UNCLOSED_STRING:
+      return "a string without an end";
+    case simdjson::CAPACITY:
+      return "too large";
+    case simdjson::MEMALLOC:
+      return "out of memory";
+    default:
+      return "not json";
+  }
+}
+
+}  // namespace
+
+StructuralIndex::StructuralIndex(std::string_view text) {
+  if (text.empty()) {
+    error_ = reasonFor(simdjson::EMPTY);
+    return;
+  }
+  const simdjson::implementation* implementation = simdjson::get_active_implementation();
+  // The one for processors without vector instructions reads beyond the end; the others take the last block apart.
+  std::string padded;
+  if (implementation->name() == "fallback") {
+    padded.assign(text).append(simdjson::SIMDJSON_PADDING, ' ');
+    text = std::string_view(padded).substr(0, text.size());
+  }
+  constexpr std::size_t unusedDepth = 1;  // belongs to the second stage
+  std::unique_ptr<simdjson::internal::dom_parser_implementation> parser;
+  auto code = implementation->create_dom_parser_implementation(text.size(), unusedDepth, parser);
+  if (code == simdjson::SUCCESS) {
+    code =
+        parser->stage1(reinterpret_cast<const std::uint8_t*>(text.data()), text.size(), simdjson::stage1_mode::regular);
+  }
+  if (code != simdjson::SUCCESS) {
+    error_ = reasonFor(code);
+    return;
+  }
+  positions_ = std::move(parser->structural_indexes);
+  count_ = parser->n_structural_indexes;
+}
+
+}  // namespace qlczephra::json
