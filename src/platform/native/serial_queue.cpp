@@ -14,6 +14,10 @@ void PoolSerialQueue::post(Task task) { append(state_, std::move(task)); }
 
 void PoolSerialQueue::postAfter(std::chrono::seconds delay, Task task) {
   constexpr std::chrono::seconds longest = std::chrono::duration_cast<std::chrono::seconds>(std::chrono::nanoseconds::max());
+  if (delay <= std::chrono::seconds::zero()) {
+    append(state_, std::move(task));
+    return;
+  }
   const auto pool = state_->pool.lock();
   if (pool == nullptr) return;
   pool->postAfter(std::min(delay, longest), [state = state_, task = std::move(task)]() mutable {

@@ -1,13 +1,11 @@
 #include "platform/native/worker_pool.h"
 
-#include <pthread.h>
-#include <signal.h>
-
 #include <algorithm>
 #include <limits>
 #include <system_error>
 #include <utility>
 
+#include "platform/native/blocked_signals.h"
 #include "platform/native/native_log.h"
 #include "platform/native/serial_queue.h"
 
@@ -20,22 +18,6 @@ constexpr std::size_t maximumWorkers = 1024;
 constexpr std::chrono::seconds surplusIdleTime{5};
 // How soon a moved wall clock is noticed.
 constexpr std::chrono::seconds longestBlindWait{20};
-
-// Signals are the host's business: none is delivered to a thread of the library.
-class SignalsBlocked {
- public:
-  SignalsBlocked() noexcept {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before_);
-  }
-  ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-  SignalsBlocked(const SignalsBlocked&) = delete;
-  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-
- private:
-  sigset_t before_;
-};
 
 void run(Task& task) noexcept {
   try {
@@ -109,7 +91,7 @@ void WorkerPool::hostCodeEnds() noexcept {
 
 void WorkerPool::startWorker() {
   joinEnded();
-  const SignalsBlocked blocked;
+  const BlockedSignals blocked;
   Worker& worker = workers_.emplace_back();
   try {
     // The thread holds the pool, so that one that is still inside host code at the end has all that it needs.

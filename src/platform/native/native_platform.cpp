@@ -1,0 +1,50 @@
+#include "platform/native/native_platform.h"
+
+#include <sys/random.h>
+
+#include <cerrno>
+#include <utility>
+
+#include "platform/native/native_log.h"
+
+namespace qlczephra::platform {
+
+NativePlatform::NativePlatform()
+    : pool_(WorkerPool::make()),
+      http_(NativeHttpEnvironment{[pool = pool_](Task task) { pool->post(std::move(task)); },
+                                  [pool = pool_] { return pool->hostCodeBegins(); },
+                                  [pool = pool_] { pool->hostCodeEnds(); }, &nativeLog()}) {}
+
+std::shared_ptr<SerialQueue> NativePlatform::makeSerialQueue(const std::string&) { return pool_->makeSerialQueue(); }
+
+Log& NativePlatform::log() { return nativeLog(); }
+
+std::uint32_t NativePlatform::secureRandom() {
+  std::uint32_t result = 0;
+  // Small requests are never cut short; only a signal before the pool of the system is ready can interrupt.
+  while (::getrandom(&result, sizeof result, 0) < 0 && errno == EINTR) {
+  }
+  return result;
+}
+
+void NativePlatform::stop() {
+  http_.stop();
+  pool_->stop();
+}
+
+namespace {
+
+// Ends the threads when the process ends in good order, before the objects that were made earlier go.
+struct Process {
+  NativePlatform& platform = *new NativePlatform;
+  ~Process() { platform.stop(); }
+};
+
+}  // namespace
+
+Platform& nativePlatform() {
+  static Process process;
+  return process.platform;
+}
+
+}  // namespace qlczephra::platform

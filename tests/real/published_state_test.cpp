@@ -1,0 +1,74 @@
+// Reads of the published settings beside a writer that replaces them.
+#include "manager/published_state.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+#include <vector>
+
+#include "platform/native/worker_pool.h"
+
+namespace qlczephra {
+namespace {
+
+Map revision(int number) {
+  Map::Builder entries;
+  for (int i = 0; i < 16; ++i) entries.set("key" + std::to_string(i), number);
+  return entries.build();
+}
+
+TEST(PublishedState, EveryReadSeesOneWholeRevisionAndNeverAnOlderOneThanBefore) {
+  constexpr int revisions = 3000;
+  constexpr int readers = 4;
+  const auto pool = platform::WorkerPool::make();
+  {
+    PublishedState state(*pool);
+    EXPECT_EQ(state.tree(), std::nullopt);
+    state.publish(revision(0));
+    std::atomic<bool> end{false};
+    std::atomic<int> torn{0};
+    std::atomic<int> backwards{0};
+    std::vector<std::thread> threads;
+    for (int reader = 0; reader < readers; ++reader) {
+      threads.emplace_back([&] {
+        std::int64_t last = 0;
+        while (!end.load(std::memory_order_relaxed)) {
+          state.read([&](const Map* tree) {
+            const std::int64_t first = *tree->find("key0")->integer();
+            for (const auto& [key, value] : *tree) torn += value.integer() != first;
+            backwards += first < last;
+            last = first;
+          });
+        }
+      });
+    }
+    for (int number = 1; number <= revisions; ++number) state.publish(revision(number));
+    end = true;
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(torn, 0);
+    EXPECT_EQ(backwards, 0);
+    EXPECT_EQ(state.tree(), revision(revisions));
+  }
+  pool->stop();
+}
+
+TEST(PublishedState, ATreeIsFreedOnceNobodyReadsIt) {
+  const auto pool = platform::WorkerPool::make();
+  {
+    PublishedState state(*pool);
+    const Value kept(std::string(100, 'x'));
+    Map tree{{"kept", kept}};
+    state.publish(tree);
+    state.read([&](const Map* before) {
+      std::thread([&] {
+        for (int i = 0; i < 1000; ++i) state.publish(Map{{"n", i}});
+      }).join();
+      EXPECT_EQ(*before->find("kept"), kept) << "a tree in use stays";
+    });
+  }
+  pool->stop();
+}
+
+}  // namespace
+}  // namespace qlczephra
