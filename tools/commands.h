@@ -1,0 +1,16 @@
+// The commands of the program. Each function adds one command or a small family; a command runs once the whole command
+// line is parsed, and ends by returning or by throwing Failure.
+#pragma once
+
+namespace CLI {
+class App;
+}
+
+namespace qlczephra::tools {
+
+void addDemoCommand(CLI::App& program);
+void addFetchCommand(CLI::App& program);
+void addReadCommands(CLI::App& program);  // get, tree, properties, readonly
+void addInterpretCommand(CLI::App& program);
+
+}  // namespace qlczephra::tools
