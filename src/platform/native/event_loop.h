@@ -1,0 +1,70 @@
+// Waits for descriptors, for moments in time and for tasks from other threads, on the thread that runs it.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <unordered_map>
+
+#include "platform/native/mailbox.h"
+
+namespace qlczephra::platform {
+
+// Everything but `mailbox` and `stop` belongs to the thread that runs the loop. A handler may watch, unwatch, set and
+// cancel whatever it likes, itself included.
+class EventLoop {
+ public:
+  using Clock = std::chrono::steady_clock;
+  using Handler = std::function<void(std::uint32_t events)>;
+
+  // Names a pending timer; a default one names none.
+  struct Timer {
+    Clock::time_point when;
+    std::uint64_t number = 0;
+    auto operator<=>(const Timer&) const = default;
+  };
+
+  EventLoop();  // throws std::system_error when descriptors are short
+  ~EventLoop();
+  EventLoop(const EventLoop&) = delete;
+  EventLoop& operator=(const EventLoop&) = delete;
+
+  // Until `stop`. What is in the mailbox then stays there.
+  void run();
+  // Any thread.
+  void stop();
+  // Its tasks run on the loop's thread in the order in which they were posted. Outlives the loop if need be.
+  [[nodiscard]] const std::shared_ptr<Mailbox>& mailbox() const noexcept { return mailbox_; }
+
+  // `events` are epoll's, level-triggered. A second call for a descriptor replaces the first.
+  void watch(int descriptor, std::uint32_t events, Handler handler);
+  void unwatch(int descriptor);
+
+  Timer at(Clock::time_point when, Task task);
+  // Nothing happens when the timer has run. Leaves the name empty.
+  void cancel(Timer& timer);
+
+ private:
+  struct Watched {
+    std::uint32_t generation = 0;
+    Handler handler;
+  };
+
+  [[nodiscard]] int millisecondsToNextTimer() const;
+  void dispatch(std::uint64_t token, std::uint32_t events);
+  void runDueTimers();
+
+  const int epoll_;
+  const std::shared_ptr<Mailbox> mailbox_;
+  std::atomic<bool> stopping_ = false;
+  std::unordered_map<int, Watched> watched_;
+  // Tells an event of a closed descriptor from one of its successor with the same number.
+  std::uint32_t lastGeneration_ = 0;
+  std::map<Timer, Task> timers_;
+  std::uint64_t lastTimer_ = 0;
+};
+
+}  // namespace qlczephra::platform

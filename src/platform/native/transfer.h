@@ -1,0 +1,98 @@
+// One request and its reply, as curl carries them out.
+#pragma once
+
+#include <curl/curl.h>
+#include <openssl/ssl.h>
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/http_session.h"
+#include "platform/native/certificate_verification.h"
+#include "platform/native/endpoint.h"
+#include "platform/native/progress_watch.h"
+#include "platform/native/reply_reader.h"
+#include "platform/native/trust_decision.h"
+
+namespace qlczephra::platform {
+
+class ConnectionPool;
+
+// Belongs to the network thread. It does not move: curl keeps its address. A connection pool drives it and must have
+// let it go before it is destroyed.
+class Transfer {
+ public:
+  Transfer(HttpRequest request, Endpoint endpoint, HttpCompletion completion);
+  Transfer(const Transfer&) = delete;
+  Transfer& operator=(const Transfer&) = delete;
+
+  [[nodiscard]] const Endpoint& endpoint() const { return endpoint_; }
+  [[nodiscard]] const HttpRequest& request() const { return request_; }
+  ProgressWatch& progress() { return progress_; }
+  TrustGate& gate() { return gate_; }
+
+  // Makes the easy handle. `addresses` are the server's, empty for a numeric host; `trusted` is null for plain HTTP.
+  // `onWaitingForTrust`: see TrustGate. False when the request cannot be sent or memory ran out.
+  bool prepare(const std::vector<std::string>& addresses, TrustedCertificates trusted,
+               std::function<void()> onWaitingForTrust);
+  // Null before `prepare`.
+  [[nodiscard]] CURL* easy() const { return easy_.get(); }
+  // Of a handle in one of curl's callbacks.
+  static Transfer& of(CURL* easy);
+
+  // The sockets that curl waits for on behalf of this transfer.
+  std::vector<int>& sockets() { return sockets_; }
+
+  // What has come, and for a failed transfer why it failed.
+  HttpOutcome outcome(CURLcode code);
+  HttpOutcome stalled();
+
+  // The host's objects; they are destroyed on a worker, because their destructors are host code.
+  struct HostObjects {
+    HttpCompletion completion;
+    std::shared_ptr<QLCPMCertificatesHandler> handler;
+  };
+  HostObjects takeHostObjects();
+
+ private:
+  struct EasyDeleter {
+    void operator()(CURL* easy) const noexcept { curl_easy_cleanup(easy); }
+  };
+  struct ListDeleter {
+    void operator()(curl_slist* list) const noexcept { curl_slist_free_all(list); }
+  };
+  using List = std::unique_ptr<curl_slist, ListDeleter>;
+
+  static std::size_t onHeader(char* data, std::size_t size, std::size_t count, void* self);
+  static std::size_t onBody(char* data, std::size_t size, std::size_t count, void* self);
+  static int onProgress(void* self, curl_off_t total, curl_off_t now, curl_off_t, curl_off_t);
+  static CURLcode onTlsContext(CURL* easy, void* context, void* self);
+
+  void setTarget(const std::vector<std::string>& addresses);
+  void setMessage();
+  void setLimits();
+  void setTls();
+  template <typename T>
+  void set(CURLoption option, T value);
+
+  HttpRequest request_;
+  const Endpoint endpoint_;
+  HttpCompletion completion_;
+  ProgressWatch progress_;
+  std::function<void()> onWaitingForTrust_;
+  TrustGate gate_;
+  ReplyReader reply_;
+  TrustedCertificates trusted_;
+  std::vector<int> sockets_;
+  List fields_;
+  List resolved_;
+  bool optionsAccepted_ = true;
+  char errorText_[CURL_ERROR_SIZE] = {};
+  // Last: it refers to what stands above.
+  std::unique_ptr<CURL, EasyDeleter> easy_;
+};
+
+}  // namespace qlczephra::platform
