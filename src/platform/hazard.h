@@ -60,4 +60,7 @@ class HazardGuard {
 // it was replaced. `release` must neither throw nor call host code.
 void retire(const void* object, void (*release)(const void*), WorkerQueue& workers);
 
+// Frees at once what was retired and is not being read, as the workers would do soon.
+void reclaimRetired();
+
 }  // namespace qlczephra::platform

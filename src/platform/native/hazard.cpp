@@ -61,7 +61,28 @@ void orderReaders() noexcept {
   std::atomic_thread_fence(std::memory_order_seq_cst);
 }
 
-void reclaim() {
+}  // namespace
+
+HazardSlot& detail::takeHazardSlot() {
+  static thread_local SlotOwner owner;
+  Domain& all = domain();
+  for (HazardSlot* slot = all.slots.load(std::memory_order_acquire); slot != nullptr; slot = slot->next) {
+    bool expected = false;
+    if (slot->taken.compare_exchange_strong(expected, true)) {
+      owner.slot = hazardSlot = slot;
+      return *slot;
+    }
+  }
+  auto* slot = new HazardSlot;
+  slot->taken.store(true);
+  slot->next = all.slots.load();
+  while (!all.slots.compare_exchange_weak(slot->next, slot)) {
+  }
+  owner.slot = hazardSlot = slot;
+  return *slot;
+}
+
+void reclaimRetired() {
   Domain& all = domain();
   std::vector<Retired> candidates;
   {
@@ -89,27 +110,6 @@ void reclaim() {
   all.retired.insert(all.retired.end(), kept.begin(), kept.end());
 }
 
-}  // namespace
-
-HazardSlot& detail::takeHazardSlot() {
-  static thread_local SlotOwner owner;
-  Domain& all = domain();
-  for (HazardSlot* slot = all.slots.load(std::memory_order_acquire); slot != nullptr; slot = slot->next) {
-    bool expected = false;
-    if (slot->taken.compare_exchange_strong(expected, true)) {
-      owner.slot = hazardSlot = slot;
-      return *slot;
-    }
-  }
-  auto* slot = new HazardSlot;
-  slot->taken.store(true);
-  slot->next = all.slots.load();
-  while (!all.slots.compare_exchange_weak(slot->next, slot)) {
-  }
-  owner.slot = hazardSlot = slot;
-  return *slot;
-}
-
 void retire(const void* object, void (*release)(const void*), WorkerQueue& workers) {
   constexpr std::size_t tooManyToWaitFor = 64;  // the worker may be busy, or gone at the end of the process
   bool schedule = false;
@@ -122,8 +122,8 @@ void retire(const void* object, void (*release)(const void*), WorkerQueue& worke
     schedule = !all.scheduled && !now;
     if (schedule) all.scheduled = true;
   }
-  if (now) reclaim();
-  if (schedule) workers.post(reclaim);
+  if (now) reclaimRetired();
+  if (schedule) workers.post(reclaimRetired);
 }
 
 }  // namespace qlczephra::platform
