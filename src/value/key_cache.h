@@ -15,7 +15,7 @@ class KeyCache {
   // The key as a string value. Short ones stand in the value itself anyway; of the long ones the cache remembers the
   // last for each place, so its cost does not depend on how many different keys a document has.
   [[nodiscard]] Value keyFor(std::string_view text) {
-    if (text.size() <= longestInline) return Value(text);
+    if (text.size() <= longestInline) return {text};
     if (places_.empty()) places_.resize(placeCount);
     Value& place = places_[std::hash<std::string_view>()(text) % placeCount];
     if (place.string() != text) place = Value(text);

@@ -27,12 +27,6 @@ bool isPublicIdentifier(std::string_view text) noexcept {
 
 // ---- steps that everything is made of
 
-bool XmlScanner::takeIf(std::string_view wanted) noexcept {
-  if (!rest_.starts_with(wanted)) return false;
-  rest_.remove_prefix(wanted.size());
-  return true;
-}
-
 bool XmlScanner::skipBlanks() noexcept {
   std::size_t count = 0;
   while (count < rest_.size() && isBlank(rest_[count])) ++count;

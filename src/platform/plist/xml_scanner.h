@@ -41,7 +41,11 @@ class XmlScanner {
     error_ = reason;
     return false;
   }
-  bool takeIf(std::string_view wanted) noexcept;
+  bool takeIf(std::string_view wanted) noexcept {
+    if (!rest_.starts_with(wanted)) return false;
+    rest_.remove_prefix(wanted.size());
+    return true;
+  }
   bool skipBlanks() noexcept;  // true when there were any
   // Passes everything up to and with `end`.
   std::optional<std::string_view> takeUntil(std::string_view end) noexcept;
