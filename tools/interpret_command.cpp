@@ -43,7 +43,9 @@ void InterpretCommand::run() const {
                   " is no settings document: it needs a schema for \"common\" and one for \"macos\" under "
                   "\"data\", \"eff_schema\"; give the service's reply as it came");
   }
-  const Map tree = interpreted->effectiveTree(changesIn(sending, "--sending"), changesIn(patch, "--patch"));
+  const Map sendingChanges = changesIn(sending, "--sending");
+  const Map patchChanges = changesIn(patch, "--patch");
+  const Map tree = interpreted->effectiveTree({&sendingChanges, &patchChanges});
   printTree(flat ? flattenedTree(tree) : tree, output);
 }
 

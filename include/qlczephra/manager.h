@@ -110,6 +110,12 @@ class QLCZEPHRA_EXPORT QLCZephraManager final : public QLCZephraManagerProtocol 
   [[nodiscard]] std::optional<std::vector<std::string>> getProperties(std::string_view path) const;
   [[nodiscard]] std::optional<bool> getSettingIsReadonly(std::string_view path) const override;
 
+  void setSettingValue(std::string_view path, const Value& value) override;
+  void setBoolValue(std::string_view path, bool value) override;
+  void setStringValue(std::string_view path, std::string_view value) override;
+  void setObjectValue(std::string_view path, const Value& value) override;
+  void setPNSID(std::string id, Completion completion) override;
+
   // "/usr/local/quellin/corlane/sysconfig/settings/zephra-<uid>.plist" and ".../patch-<uid>.plist"; user id 1 shares
   // the files of user id 0. Touch no file.
   [[nodiscard]] static std::string localSettingsFileForUid(std::int64_t uid);

@@ -29,8 +29,9 @@ class QLCZEPHRA_EXPORT QLCZephraManagerProtocol {
   [[nodiscard]] virtual std::optional<std::string> patchFilePath() const = 0;
   virtual void setPatchFilePath(std::optional<std::string> path) = 0;
 
-  // Replaces the settings by those of the local settings file, also by none when it is missing or damaged. Reads the
-  // file on the caller's thread.
+  // Replaces the settings by those of the local settings file, also by none when it is missing or damaged, and starts
+  // the upload of changes that wait in the patch file, unless one is in flight. Reads and writes files on the caller's
+  // thread.
   virtual void updateLocalSettings() = 0;
 
   // Fetches the settings document, makes it the current settings and stores them. The completion runs once, with none
@@ -51,8 +52,32 @@ class QLCZEPHRA_EXPORT QLCZephraManagerProtocol {
   [[nodiscard]] virtual std::optional<std::string> getStringValue(std::string_view path) const = 0;
   // True for a read-only setting and for every setting inside a read-only group.
   [[nodiscard]] virtual std::optional<bool> getSettingIsReadonly(std::string_view path) const = 0;
+
+  // Changes a setting. When the call returns, the change is in the current settings (where the schema has the setting
+  // and it is not read-only), in the local settings file, and durable in the patch file; it is uploaded as soon as the
+  // service takes it, after a restart too. Changes made while an upload is in flight go out with the next one. Nothing
+  // is reported; the log tells of what went wrong:
+  //   no usable patch file path    the change is refused, in memory too
+  //   the disk fails or is full    the change is applied, kept in memory, uploaded, and written with the next change
+  //   a value that the file format cannot hold (null, a real that is not finite, control characters)
+  //                                the change is applied and neither kept nor uploaded
+  //   path and value nest deeper than 512 levels together    the change is refused
+  // Writes and flushes files on the caller's thread, and waits for another thread that does so for the same files. The
+  // tree of a second manager on the same files follows with its own next fetch or updateLocalSettings().
+  virtual void setSettingValue(std::string_view path, const Value& value) = 0;
+
   // A group as the map of its setting nodes, or a setting that holds a map.
   [[nodiscard]] virtual std::optional<Map> getDictValue(std::string_view path) const = 0;
+
+  // As setSettingValue(), for values of one kind.
+  virtual void setBoolValue(std::string_view path, bool value) = 0;
+  virtual void setStringValue(std::string_view path, std::string_view value) = 0;
+  virtual void setObjectValue(std::string_view path, const Value& value) = 0;
+
+  // Registers the device's push-notification id, as it is given. The completion runs once, with none or an error, for
+  // as long as the manager exists; a failed call is repeated with back-off first. Nothing is kept: an id that was not
+  // confirmed before the process ended is the host's to register again. Registrations are independent of each other.
+  virtual void setPNSID(std::string id, Completion completion) = 0;
 };
 
 }  // namespace qlczephra

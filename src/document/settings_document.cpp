@@ -95,12 +95,12 @@ std::optional<SettingsDocument> SettingsDocument::interpret(const Map& document)
   return SettingsDocument(nodes.build(), values == nullptr ? Map() : *values);
 }
 
-Map SettingsDocument::effectiveTree(const Map& sending, const Map& patch) const {
+Map SettingsDocument::effectiveTree(std::initializer_list<const Map*> changes) const {
   Map::Builder tree;
   for (auto section = nodes_.begin(); section != nodes_.end(); ++section) {
     const auto [name, node] = *section;
-    Map effective = *node.map();
-    for (const Map* layer : {&values_, &sending, &patch}) effective = layOver(effective, *layer, name);
+    Map effective = layOver(*node.map(), values_, name);
+    for (const Map* layer : changes) effective = layOver(effective, *layer, name);
     tree.setShared(section.sharedKey(), std::move(effective));
   }
   return tree.build();

@@ -5,6 +5,7 @@
 // Nothing here fails loudly: a piece that is missing or of another kind than expected counts as absent.
 #pragma once
 
+#include <initializer_list>
 #include <optional>
 
 #include "qlczephra/value.h"
@@ -18,9 +19,9 @@ class SettingsDocument {
   // None when the document has no schema for "common" or none for "macos"; "windows" may be missing.
   [[nodiscard]] static std::optional<SettingsDocument> interpret(const Map& document);
 
-  // The effective settings tree: for each section the service's values, then the changes being uploaded (`sending`),
-  // then those not yet uploaded (`patch`) laid over the schema's defaults.
-  [[nodiscard]] Map effectiveTree(const Map& sending, const Map& patch) const;
+  // The effective settings tree: for each section the service's values, and then the layers of local changes, lowest
+  // first, laid over the schema's defaults.
+  [[nodiscard]] Map effectiveTree(std::initializer_list<const Map*> changes) const;
 
  private:
   SettingsDocument(Map nodes, Map values) : nodes_(std::move(nodes)), values_(std::move(values)) {}

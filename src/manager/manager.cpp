@@ -131,6 +131,22 @@ std::optional<bool> QLCZephraManager::getSettingIsReadonly(std::string_view path
       [&](const Map* tree) { return tree == nullptr ? std::nullopt : document::isReadonlyAt(*tree, path); });
 }
 
+void QLCZephraManager::setSettingValue(std::string_view path, const Value& value) {
+  core_->setSettingValue(path, value);
+}
+void QLCZephraManager::setBoolValue(std::string_view path, bool value) {
+  core_->setSettingValue(path, value);
+}
+void QLCZephraManager::setStringValue(std::string_view path, std::string_view value) {
+  core_->setSettingValue(path, value);
+}
+void QLCZephraManager::setObjectValue(std::string_view path, const Value& value) {
+  core_->setSettingValue(path, value);
+}
+void QLCZephraManager::setPNSID(std::string id, Completion completion) {
+  core_->setPNSID(std::move(id), std::move(completion));
+}
+
 std::string QLCZephraManager::localSettingsFileForUid(std::int64_t uid) {
   return pathFor("zephra", uid);
 }

@@ -37,8 +37,18 @@ std::optional<std::string> ManagerCore::ccrToken() const {
 }
 
 void ManagerCore::setCcrToken(std::optional<std::string> token) {
+  {
+    const platform::MutexLock lock(fieldsMutex_);
+    ccrToken_ = std::move(token);
+  }
+  endPauseEarly();
+}
+
+void ManagerCore::close() noexcept {
+  closed_.store(true);
+  std::shared_ptr<Upload> orphan;
   const platform::MutexLock lock(fieldsMutex_);
-  ccrToken_ = std::move(token);
+  orphan.swap(upload_);
 }
 
 std::optional<std::string> ManagerCore::localFilePath() const {
@@ -63,9 +73,17 @@ void ManagerCore::setPatchFilePath(std::optional<std::string> path) {
 }
 
 std::shared_ptr<PendingChanges> ManagerCore::pendingChanges() {
+  std::optional<std::string> path;
+  {
+    const platform::MutexLock lock(fieldsMutex_);
+    if (pendingChanges_ != nullptr) return pendingChanges_;
+    path = patchFilePath_;
+  }
+  auto changes = PendingChanges::at(platform_, path);
+  if (changes->hasFiles()) changes->addSender(shared_from_this());
   const platform::MutexLock lock(fieldsMutex_);
-  if (pendingChanges_ == nullptr) pendingChanges_ = PendingChanges::at(platform_, patchFilePath_);
-  return pendingChanges_;
+  if (patchFilePath_ == path) pendingChanges_ = changes;
+  return changes;
 }
 
 void ManagerCore::setCurrentSettings(std::optional<Map> settings) {

@@ -4,7 +4,8 @@
 // the HTTP layer holds the core weakly (WeakCore). When the host lets its manager go the core is closed: whoever comes
 // later finds it gone, even if a step that began before still has it in hand.
 //
-// One file for each matter: manager_core.cpp (fields, accessors), token_step.cpp, service_call.cpp, settings_fetch.cpp.
+// One file for each matter: manager_core.cpp (fields, accessors), token_step.cpp, service_call.cpp, settings_fetch.cpp,
+// local_changes.cpp, settings_upload.cpp, push_registration.cpp.
 #pragma once
 
 #include <atomic>
@@ -43,13 +44,14 @@ class WeakCore {
   std::weak_ptr<ManagerCore> core_;
 };
 
-class ManagerCore : public std::enable_shared_from_this<ManagerCore> {
+class ManagerCore : public ChangesSender, public std::enable_shared_from_this<ManagerCore> {
  public:
   ManagerCore(std::shared_ptr<QLCAppInfo> appInfo, std::shared_ptr<QLCServicesURLsProviderProtocol> urlsProvider,
               const std::shared_ptr<QLCZephraAuthenticationDelegate>& authDelegate, platform::Platform& platform);
 
-  // From now on no call into host code begins for this manager.
-  void close() noexcept { closed_.store(true); }
+  // From now on no call into host code begins for this manager, and its upload, if there is one, is another's to send
+  // once the transfer that runs has ended.
+  void close() noexcept QLCZ_EXCLUDES(fieldsMutex_);
   [[nodiscard]] bool isClosed() const noexcept { return closed_.load(); }
 
   [[nodiscard]] std::optional<std::string> ccrToken() const QLCZ_EXCLUDES(fieldsMutex_);
@@ -64,6 +66,10 @@ class ManagerCore : public std::enable_shared_from_this<ManagerCore> {
 
   void updateLocalSettings();
   void fetchRemoteSettings(Completion completion);
+  void setSettingValue(std::string_view path, const Value& value);
+  void setPNSID(std::string id, Completion completion);
+
+  bool sendPending() override;
 
  private:
   // ---- token step
@@ -79,8 +85,10 @@ class ManagerCore : public std::enable_shared_from_this<ManagerCore> {
   // ---- service calls
   // Applies a successful reply; what it returns becomes the result of the call.
   using OnSuccess = std::function<ErrorRef(std::optional<Map> body, std::optional<std::string> eTag)>;
-  // Goes on after a reply that does not end the call, `delay` seconds later.
-  using OnRepeat = std::function<void(Completion completion, std::int64_t delay)>;
+  // Goes on after a reply that does not end the call.
+  using OnBadRequest = std::function<void(int status, Completion completion)>;
+  // Repeats the call `delay` seconds later.
+  using OnBackOff = std::function<void(Completion completion, std::int64_t delay)>;
 
   struct ServiceRequest {
     std::string url;
@@ -88,10 +96,11 @@ class ManagerCore : public std::enable_shared_from_this<ManagerCore> {
     HeaderMap headers;
     std::string ccrToken;
     std::optional<Map> params;
-    OnSuccess onSuccess;    // may be empty
-    OnRepeat onBadRequest;  // may be empty: the call then ends with `badRequest`
-    OnRepeat onBackOff;
+    OnSuccess onSuccess;        // may be empty
+    OnBadRequest onBadRequest;  // may be empty: the call then ends with `badRequest`
+    OnBackOff onBackOff;
     Completion completion;
+    std::shared_ptr<const Upload> claim;  // of an upload: held while the transfer runs
   };
 
   // Asks the URL provider for the service's base URL and runs `operation` with it on the thread on which the provider
@@ -104,11 +113,38 @@ class ManagerCore : public std::enable_shared_from_this<ManagerCore> {
                    std::optional<QLMError> error);
 
   // ---- fetch
-  void getSettings(const std::string& ccrToken, Completion completion);
-  void retryFetchSettings(const std::string& ccrToken, Completion completion, std::int64_t delay);
-  ErrorRef applyDocument(const std::optional<Map>& body, std::optional<std::string> eTag);
+  // Whether a fetch names the document that it has. One that recovers from a wrong tag must not.
+  enum class Condition : bool { ifChanged, unconditional };
+  void getSettings(const std::string& ccrToken, Condition condition, Completion completion);
+  void retryFetchSettings(const std::string& ccrToken, Condition condition, Completion completion, std::int64_t delay);
+  ErrorRef applyDocument(const std::optional<Map>& body, std::optional<std::string> eTag, PendingChanges& changes,
+                         const PendingChanges::Ticket& ticket);
   void finishFetch() QLCZ_EXCLUDES(fetchSettingsLock_);
-  [[nodiscard]] std::optional<Map> readLocalSettings(const std::optional<std::string>& path);
+  void storeSettings(const std::string& path, const Map& settings);
+  // An entity tag goes back byte for byte; one that cannot counts as none.
+  [[nodiscard]] static std::optional<std::string> sendableTag(std::optional<std::string> eTag);
+
+  // ---- changes and their upload
+  // A claim that something waiting holds: it is gone once the manager is.
+  using WeakUpload = std::weak_ptr<Upload>;
+
+  [[nodiscard]] std::optional<Map> settingsWith(const Map& patch) const;
+  void carryOn(const std::shared_ptr<PendingChanges>& changes, PendingChanges::Start start);
+  void endPauseAfter(const std::shared_ptr<PendingChanges>& changes, PendingChanges::Pause pause);
+  // To be called when something has changed that may make the service take what it refused.
+  void endPauseEarly() QLCZ_EXCLUDES(fieldsMutex_);
+  void beginUpload(const std::shared_ptr<PendingChanges>& changes, std::shared_ptr<Upload> upload)
+      QLCZ_EXCLUDES(fieldsMutex_);
+  void endUpload(const std::shared_ptr<PendingChanges>& changes, const std::shared_ptr<Upload>& upload,
+                 const ErrorRef& error) QLCZ_EXCLUDES(fieldsMutex_);
+  void patchSettings(const WeakUpload& weakUpload, const std::string& ccrToken, Completion completion);
+  void recoverUpload(const WeakUpload& weakUpload, const std::string& ccrToken, int status, Completion completion);
+  void retrySetSettings(const WeakUpload& upload, const std::string& ccrToken, Completion completion,
+                        std::int64_t delay);
+
+  // ---- push-notification id
+  void patchPNSID(const std::string& id, const std::string& ccrToken, Completion completion);
+  void retrySetPNSID(const std::string& id, const std::string& ccrToken, Completion completion, std::int64_t delay);
 
   // ---- what they share
   [[nodiscard]] WeakCore weak() noexcept { return WeakCore(shared_from_this()); }
@@ -143,6 +179,9 @@ class ManagerCore : public std::enable_shared_from_this<ManagerCore> {
   std::shared_ptr<PendingChanges> pendingChanges_ QLCZ_GUARDED_BY(fieldsMutex_);  // made when it is first needed
   // Tag of the document that `currentSettings_` was made from, for If-None-Match.
   std::optional<std::string> documentTag_ QLCZ_GUARDED_BY(fieldsMutex_);
+  // Tag that the newest successful reply brought, an upload's included, for If-Match.
+  std::optional<std::string> newestTag_ QLCZ_GUARDED_BY(fieldsMutex_);
+  std::shared_ptr<Upload> upload_ QLCZ_GUARDED_BY(fieldsMutex_);  // this manager's, while it runs
 };
 
 }  // namespace qlczephra

@@ -1,13 +1,20 @@
 #include "manager/pending_changes.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <map>
 #include <string_view>
 #include <utility>
 
-#include "manager/settings_file.h"
+#include "document/merge.h"
+#include "manager/backoff.h"
 
 namespace qlczephra {
+
+using document::deepMerging;
+using FileState = MapFileContent::State;
+
+// ---- one object for a pair of files
 
 namespace {
 
@@ -46,8 +53,8 @@ std::optional<std::string> PendingChanges::sendingFilePath(const std::string& pa
 
 std::shared_ptr<PendingChanges> PendingChanges::at(platform::Platform& platform,
                                                    const std::optional<std::string>& patchFilePath) {
-  const auto make = [&](std::optional<Paths> paths) {
-    return std::shared_ptr<PendingChanges>(new PendingChanges(platform.files(), std::move(paths)));
+  const auto make = [&](std::optional<PendingFiles> files) {
+    return std::shared_ptr<PendingChanges>(new PendingChanges(platform, std::move(files)));
   };
   std::optional<std::string> sending = patchFilePath ? sendingFilePath(*patchFilePath) : std::nullopt;
   if (!sending) return make(std::nullopt);
@@ -57,14 +64,164 @@ std::shared_ptr<PendingChanges> PendingChanges::at(platform::Platform& platform,
   std::erase_if(all.objects, [](const auto& entry) { return entry.second.expired(); });
   std::weak_ptr<PendingChanges>& known = all.objects[{&platform, comparablePath(*patchFilePath)}];
   if (auto shared = known.lock()) return shared;
-  auto made = make(Paths{*patchFilePath, *std::move(sending)});
+  auto made = make(PendingFiles(platform.files(), *patchFilePath, *std::move(sending)));
   known = made;
   return made;
 }
 
-PendingChanges::Layers PendingChanges::layers() {
-  if (!paths_) return {};
-  return {readMapFile(files_, paths_->sending).value_or(Map()), readMapFile(files_, paths_->patch).value_or(Map())};
+PendingChanges::PendingChanges(platform::Platform& platform, std::optional<PendingFiles> files)
+    : platform_(platform), files_(std::move(files)), hasFiles_(files_.has_value()) {
+  if (files_) files_->removeStaleFiles();
+}
+
+// ---- who sends
+
+void PendingChanges::addSender(const std::shared_ptr<ChangesSender>& sender) {
+  const platform::MutexLock lock(patchLock_);
+  std::erase_if(senders_, [](const auto& known) { return known.expired(); });
+  senders_.push_back(sender);
+}
+
+void PendingChanges::askSenders() {
+  std::vector<std::weak_ptr<ChangesSender>> senders;
+  {
+    const platform::MutexLock lock(patchLock_);
+    senders = senders_;
+  }
+  for (const auto& weak : senders) {
+    const auto sender = weak.lock();
+    if (sender != nullptr && sender->sendPending()) return;
+  }
+}
+
+// ---- changes
+
+void PendingChanges::complainOnce(std::vector<std::string>& errors) {
+  if (std::exchange(outage_, true)) return;
+  errors.push_back("The files of pending changes cannot be used, changes are kept in memory: " + files_->patchPath());
+}
+
+Map PendingChanges::record(const Map& change, std::vector<std::string>& errors) {
+  if (!files_) return {};
+  const MapFileContent patch = files_->readPatch();
+  Map combined = deepMerging(deepMerging(patch.map, unsaved_), change);
+  const MapFileWritten written =
+      patch.state == FileState::unavailable ? MapFileWritten::failed : files_->writePatch(combined, patch, errors);
+  switch (written) {
+    case MapFileWritten::done:
+    case MapFileWritten::unchanged:
+      unsaved_ = Map();
+      outage_ = false;
+      break;
+    case MapFileWritten::failed:
+      unsaved_ = deepMerging(unsaved_, change);
+      complainOnce(errors);
+      break;
+    case MapFileWritten::unfit:
+      // Applied and not uploaded; what waited before stays as it was.
+      break;
+  }
+  return combined;
+}
+
+// ---- uploads
+
+std::optional<Map> PendingChanges::prepareSending(const MapFileContent& sending, const MapFileContent& patch,
+                                                  std::vector<std::string>& errors) {
+  const Map waiting = deepMerging(patch.map, unsaved_);
+  if (waiting.empty()) return sending.map;
+  Map toSend = deepMerging(sending.map, waiting);
+  if (sending.state == FileState::missing && unsaved_.empty() && files_->promotePatch()) return toSend;
+  if (files_->replaceSending(toSend, sending, patch, errors)) {
+    unsaved_ = Map();
+    outage_ = false;
+    return toSend;
+  }
+
+  // The disk is full or worse. What is sent must not leave an older value of the same setting waiting in a file, or
+  // that would be sent last: so the sending file goes alone when there is one, and else everything at once.
+  complainOnce(errors);
+  if (!sending.map.empty()) return sending.map;
+  const bool patchIsOutOfTheWay = patch.map.empty() || (sending.state == FileState::missing && files_->promotePatch());
+  if (!patchIsOutOfTheWay) return std::nullopt;
+  unsavedSending_ = std::exchange(unsaved_, Map());
+  return toSend;
+}
+
+PendingChanges::Start PendingChanges::startUpload(std::vector<std::string>& errors) {
+  if (!files_ || state_ != State::idle) return {};
+  const MapFileContent sending = files_->readSending();
+  const MapFileContent patch = files_->readPatch();
+  std::optional<Map> toSend;
+  if (sending.state == FileState::unavailable || patch.state == FileState::unavailable) {
+    complainOnce(errors);
+  } else {
+    toSend = prepareSending(sending, patch, errors);
+  }
+  if (!toSend) return {nullptr, beginPause()};
+  if (toSend->empty()) return {};
+  state_ = State::inFlight;
+  return {std::make_shared<Upload>(shared_from_this(), ++uploads_, *std::move(toSend)), std::nullopt};
+}
+
+void PendingChanges::confirm(const Upload& upload) {
+  if (state_ != State::inFlight || upload.number != uploads_) return;
+  files_->removeSending();
+  unsavedSending_ = Map();
+  state_ = State::idle;
+  refusalsInRow_ = 0;
+  for (const auto& weak : tickets_) {
+    if (const auto ticket = weak.lock()) ticket->confirmed = deepMerging(ticket->confirmed, upload.values);
+  }
+}
+
+PendingChanges::Pause PendingChanges::beginPause() {
+  state_ = State::paused;
+  return {refusalWait(++refusalsInRow_, platform_.secureRandom()), ++pauses_};
+}
+
+std::optional<PendingChanges::Pause> PendingChanges::refuse(const Upload& upload) {
+  if (state_ != State::inFlight || upload.number != uploads_) return std::nullopt;
+  unsaved_ = deepMerging(std::exchange(unsavedSending_, Map()), unsaved_);
+  return beginPause();
+}
+
+void PendingChanges::pauseIsOver(std::optional<std::uint64_t> number) {
+  {
+    const platform::MutexLock lock(patchLock_);
+    if (state_ != State::paused || (number && *number != pauses_)) return;
+    state_ = State::idle;
+  }
+  askSenders();
+}
+
+void PendingChanges::claimReturned(std::uint64_t upload) {
+  // On a worker: the last holder may be a host that lets its manager go, and it must not wait for the lock.
+  platform_.workers().post([self = shared_from_this(), upload] {
+    {
+      const platform::MutexLock lock(self->patchLock_);
+      if (self->state_ != State::inFlight || upload != self->uploads_) return;
+      self->unsaved_ = deepMerging(std::exchange(self->unsavedSending_, Map()), self->unsaved_);
+      self->state_ = State::idle;
+    }
+    self->askSenders();
+  });
+}
+
+// ---- documents
+
+std::shared_ptr<const PendingChanges::Ticket> PendingChanges::takeTicket() {
+  auto ticket = std::make_shared<Ticket>();
+  const platform::MutexLock lock(patchLock_);
+  std::erase_if(tickets_, [](const auto& known) { return known.expired(); });
+  tickets_.push_back(ticket);
+  return ticket;
+}
+
+PendingChanges::Layers PendingChanges::layers(const Ticket& since) {
+  if (!files_) return {};
+  return {since.confirmed, deepMerging(files_->readSending().map, unsavedSending_),
+          deepMerging(files_->readPatch().map, unsaved_)};
 }
 
 }  // namespace qlczephra

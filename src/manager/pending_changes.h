@@ -1,32 +1,53 @@
-// The home of a user's two files of pending changes: the patch file (changes not yet handed to an upload) and the
-// sending file (those of the upload in flight).
+// The home of a user's pending changes: the patch file (changes not yet handed to an upload), the sending file (those
+// of the upload in flight), the lock over both, and the state of the upload.
 //
-// One object owns both files and the lock over them; managers of one process that name the same files share it, so that
-// whatever is done to the files is done under one lock. The same lock serialises the replacement of the settings that
-// are made from the files: whoever comes last has everybody's changes in its tree.
+// One object owns a pair of files; managers of one process that name the same files share it, so that whatever is done
+// to the files is done under one lock, and at most one upload is in flight. The same lock serialises the replacement of
+// the settings that are made from the files: whoever comes last has everybody's changes in its tree.
+//
+// A change is accepted when record() has returned: it is then durable in the patch file, or, when the disk failed, kept
+// here in memory (`unsaved`) until it can be written or has reached the service.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
+#include "manager/pending_files.h"
+#include "manager/upload.h"
 #include "platform/mutex.h"
 #include "platform/platform.h"
 #include "qlczephra/value.h"
 
 namespace qlczephra {
 
-class PendingChanges {
+// A manager that can send what is pending.
+class ChangesSender {
  public:
-  // What is to be laid over the service's values, lowest first. Empty where there is no file.
+  virtual ~ChangesSender() = default;
+  // Sends what waits unless an upload is in flight; returns at once. False when the manager is gone.
+  virtual bool sendPending() = 0;
+};
+
+class PendingChanges : public std::enable_shared_from_this<PendingChanges> {
+ public:
+  // What is to be laid over the service's values, lowest first.
   struct Layers {
+    Map confirmed;  // of the ticket
     Map sending;
     Map patch;
   };
 
+  // Marks the moment at which a settings document was asked for, and collects what the service confirms after it.
+  struct Ticket {
+    Map confirmed;  // guarded by the patch lock
+  };
+
   // The object for a patch file, one for all managers on this platform that name it. Paths are compared as absolute
   // paths without "." and "..", links not resolved. For an unset path, or one that leaves no other name for the sending
-  // file, an object of its own that has no files.
+  // file, an object of its own that has no files and takes no changes.
   [[nodiscard]] static std::shared_ptr<PendingChanges> at(platform::Platform& platform,
                                                           const std::optional<std::string>& patchFilePath);
 
@@ -34,24 +55,75 @@ class PendingChanges {
   // files would then be one.
   [[nodiscard]] static std::optional<std::string> sendingFilePath(const std::string& patchFilePath);
 
-  // The patch lock. Not re-entrant; held for file work and merging only, never while host code runs or the network is
-  // waited for.
+  // The patch lock. Not re-entrant; held for file work and merging only, never while host code runs, a line is logged
+  // or the network is waited for.
   [[nodiscard]] platform::Mutex& patchLock() noexcept QLCZ_THREAD_ANNOTATION(lock_returned(patchLock_)) {
     return patchLock_;
   }
 
-  [[nodiscard]] Layers layers() QLCZ_REQUIRES(patchLock_);
+  // False for the object of an unset path.
+  [[nodiscard]] bool hasFiles() const noexcept { return hasFiles_; }
+
+  // Whom to ask to go on when the manager that sent is gone. Held weakly.
+  void addSender(const std::shared_ptr<ChangesSender>& sender) QLCZ_EXCLUDES(patchLock_);
+
+  // Adds one change to the patch file and gives the whole patch map with it, which is to be laid over the settings.
+  [[nodiscard]] Map record(const Map& change, std::vector<std::string>& errors) QLCZ_REQUIRES(patchLock_);
+
+  // Uploads stand still for `seconds`, after which pauseIsOver() is to be called with `number`.
+  struct Pause {
+    std::int64_t seconds;
+    std::uint64_t number;
+  };
+  struct Start {
+    std::shared_ptr<Upload> upload;  // null when nothing waits, an upload is in flight, or uploads are paused
+    std::optional<Pause> pause;      // a pause that began now, because the files could not be used
+  };
+  // Moves all that waits into the sending file and claims the upload of it.
+  [[nodiscard]] Start startUpload(std::vector<std::string>& errors) QLCZ_REQUIRES(patchLock_);
+  // The service has the changes of `upload`.
+  void confirm(const Upload& upload) QLCZ_REQUIRES(patchLock_);
+  // The upload ended with an error; its changes stay pending.
+  [[nodiscard]] std::optional<Pause> refuse(const Upload& upload) QLCZ_REQUIRES(patchLock_);
+  // Ends the pause with that number, or any pause when none is given, and has what waits sent.
+  void pauseIsOver(std::optional<std::uint64_t> number) QLCZ_EXCLUDES(patchLock_);
+
+  // To be taken just before the document is asked for, and kept until layers() was called for it.
+  [[nodiscard]] std::shared_ptr<const Ticket> takeTicket() QLCZ_EXCLUDES(patchLock_);
+  [[nodiscard]] Layers layers(const Ticket& since) QLCZ_REQUIRES(patchLock_);
+
+  // Called by ~Upload with its number, perhaps with locks held; has what waits sent by another manager, unless the
+  // outcome of the upload is known. Returns at once.
+  void claimReturned(std::uint64_t upload);
 
  private:
-  struct Paths {
-    std::string patch;
-    std::string sending;
-  };
-  PendingChanges(platform::FileStore& files, std::optional<Paths> paths) : files_(files), paths_(std::move(paths)) {}
+  enum class State : std::uint8_t { idle, inFlight, paused };
+
+  PendingChanges(platform::Platform& platform, std::optional<PendingFiles> files);
+  // Makes `toSend`, or as much of it as the disk allows, the sending file. None when nothing can be sent now.
+  [[nodiscard]] std::optional<Map> prepareSending(const MapFileContent& sending, const MapFileContent& patch,
+                                                  std::vector<std::string>& errors) QLCZ_REQUIRES(patchLock_);
+  [[nodiscard]] Pause beginPause() QLCZ_REQUIRES(patchLock_);
+  void askSenders() QLCZ_EXCLUDES(patchLock_);
+  void complainOnce(std::vector<std::string>& errors) QLCZ_REQUIRES(patchLock_);
 
   platform::Mutex patchLock_;
-  platform::FileStore& files_;
-  const std::optional<Paths> paths_;
+  platform::Platform& platform_;
+  std::optional<PendingFiles> files_ QLCZ_GUARDED_BY(patchLock_);
+  std::vector<std::weak_ptr<ChangesSender>> senders_ QLCZ_GUARDED_BY(patchLock_);
+
+  const bool hasFiles_;
+  State state_ QLCZ_GUARDED_BY(patchLock_) = State::idle;
+  std::uint64_t uploads_ QLCZ_GUARDED_BY(patchLock_) = 0;  // the number of the last one
+  std::uint64_t pauses_ QLCZ_GUARDED_BY(patchLock_) = 0;
+  std::int64_t refusalsInRow_ QLCZ_GUARDED_BY(patchLock_) = 0;
+
+  // Changes that are in no file because the disk failed: those that wait, and those of the upload in flight.
+  Map unsaved_ QLCZ_GUARDED_BY(patchLock_);
+  Map unsavedSending_ QLCZ_GUARDED_BY(patchLock_);
+  bool outage_ QLCZ_GUARDED_BY(patchLock_) = false;
+
+  std::vector<std::weak_ptr<Ticket>> tickets_ QLCZ_GUARDED_BY(patchLock_);
 };
 
 }  // namespace qlczephra

@@ -66,7 +66,7 @@ void ManagerCore::handleReply(const ServiceRequest& request, std::optional<Map> 
       return;
     case ReplyMeaning::Next::recover:
       if (request.onBadRequest) {
-        request.onBadRequest(request.completion, meaning.delay);
+        request.onBadRequest(status, request.completion);
         return;
       }
       break;

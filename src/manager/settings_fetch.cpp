@@ -5,7 +5,7 @@
 #include "document/settings_document.h"
 #include "manager/errors.h"
 #include "manager/manager_core.h"
-#include "manager/settings_file.h"
+#include "manager/map_file.h"
 #include "transport/header_rules.h"
 
 namespace qlczephra {
@@ -14,14 +14,27 @@ void ManagerCore::updateLocalSettings() {
   const auto path = localFilePath();
   if (!path) log_.process("QLCZephraManager error: Local file path not set");
   const auto changes = pendingChanges();
-  const platform::MutexLock lock(changes->patchLock());
-  std::optional<Map> settings = path ? readMapFile(platform_.files(), *path) : std::nullopt;
   {
-    // What the file holds need not be the document that the tag speaks of.
-    const platform::MutexLock fields(fieldsMutex_);
-    documentTag_.reset();
+    const platform::MutexLock lock(changes->patchLock());
+    std::optional<Map> settings;
+    if (path) {
+      const MapFileContent content = readMapFile(platform_.files(), *path);
+      if (content.state == MapFileContent::State::good) settings = content.map;
+    }
+    {
+      // What the file holds need not be the document that the tag speaks of.
+      const platform::MutexLock fields(fieldsMutex_);
+      documentTag_.reset();
+    }
+    currentSettings_.publish(std::move(settings));
   }
-  currentSettings_.publish(std::move(settings));
+  changes->pauseIsOver(std::nullopt);
+  static_cast<void>(sendPending());
+}
+
+void ManagerCore::storeSettings(const std::string& path, const Map& settings) {
+  // The outcome counts for nobody: the settings are in use, and the next fetch or change writes them again.
+  static_cast<void>(writeMapFile(platform_.files(), path, settings, std::string()));
 }
 
 void ManagerCore::fetchRemoteSettings(Completion completion) {
@@ -42,6 +55,7 @@ void ManagerCore::fetchRemoteSettings(Completion completion) {
     const auto core = weak.lock();
     if (core == nullptr) return;
     core->finishFetch();
+    if (error == nullptr) core->endPauseEarly();
     core->callHost("a fetch completion", [&] { completion(error); });
   };
   const Completion done = [log = log_, end](const ErrorRef& error) {
@@ -54,7 +68,7 @@ void ManagerCore::fetchRemoteSettings(Completion completion) {
   };
   performOnQueueWithCCRToken(
       [weak = weak(), done](const std::string& ccrToken, const Completion&) {
-        if (const auto core = weak.lock()) core->getSettings(ccrToken, done);
+        if (const auto core = weak.lock()) core->getSettings(ccrToken, Condition::ifChanged, done);
       },
       end);
 }
@@ -64,15 +78,15 @@ void ManagerCore::finishFetch() {
   sendingGetRequest_ = false;
 }
 
-void ManagerCore::getSettings(const std::string& ccrToken, Completion completion) {
+void ManagerCore::getSettings(const std::string& ccrToken, Condition condition, Completion completion) {
   log_.info("Sending get settings request to zephra");
   HeaderMap headers{{"User-Agent", appInfo_->userAgent()}};
   {
     const platform::MutexLock lock(fieldsMutex_);
-    if (documentTag_) headers.emplace("If-None-Match", *documentTag_);
+    if (documentTag_ && condition == Condition::ifChanged) headers.emplace("If-None-Match", *documentTag_);
   }
   runRequestWithURL(
-      [weak = weak(), headers = std::move(headers), ccrToken](const std::string& base, Completion done) {
+      [weak = weak(), headers = std::move(headers), ccrToken, condition](const std::string& base, Completion done) {
         const auto core = weak.lock();
         if (core == nullptr) return;
         ServiceRequest request;
@@ -80,12 +94,16 @@ void ManagerCore::getSettings(const std::string& ccrToken, Completion completion
         request.type = "GET";
         request.headers = headers;
         request.ccrToken = ccrToken;
-        request.onSuccess = [weak](std::optional<Map> body, std::optional<std::string> eTag) -> ErrorRef {
+        const auto changes = core->pendingChanges();
+        request.onSuccess = [weak, changes, ticket = changes->takeTicket()](
+                                const std::optional<Map>& body, std::optional<std::string> eTag) -> ErrorRef {
           const auto alive = weak.lock();
-          return alive == nullptr ? nullptr : alive->applyDocument(body, std::move(eTag));
+          return alive == nullptr ? nullptr : alive->applyDocument(body, std::move(eTag), *changes, *ticket);
         };
-        request.onBackOff = [weak, ccrToken](Completion repeated, std::int64_t delay) {
-          if (const auto alive = weak.lock()) alive->retryFetchSettings(ccrToken, std::move(repeated), delay);
+        request.onBackOff = [weak, ccrToken, condition](Completion repeated, std::int64_t delay) {
+          if (const auto alive = weak.lock()) {
+            alive->retryFetchSettings(ccrToken, condition, std::move(repeated), delay);
+          }
         };
         request.completion = std::move(done);
         core->sendSettingsRequest(std::move(request));
@@ -93,39 +111,46 @@ void ManagerCore::getSettings(const std::string& ccrToken, Completion completion
       std::move(completion));
 }
 
-void ManagerCore::retryFetchSettings(const std::string& ccrToken, Completion completion, std::int64_t delay) {
+void ManagerCore::retryFetchSettings(const std::string& ccrToken, Condition condition, Completion completion,
+                                     std::int64_t delay) {
   log_.error("Will retry getting settings in " + std::to_string(delay) + " seconds");
   queue_->postAfter(std::chrono::seconds(delay),
-                    [weak = weak(), log = log_, ccrToken, completion = std::move(completion)] {
+                    [weak = weak(), log = log_, ccrToken, condition, completion = std::move(completion)] {
                       log.error("Firing retry now");
-                      if (const auto core = weak.lock()) core->getSettings(ccrToken, completion);
+                      if (const auto core = weak.lock()) core->getSettings(ccrToken, condition, completion);
                     });
 }
 
-ErrorRef ManagerCore::applyDocument(const std::optional<Map>& body, std::optional<std::string> eTag) {
+ErrorRef ManagerCore::applyDocument(const std::optional<Map>& body, std::optional<std::string> eTag,
+                                    PendingChanges& changes, const PendingChanges::Ticket& ticket) {
   if (!body) return nullptr;
   const auto document = document::SettingsDocument::interpret(*body);
   if (!document) return makeError(QLCZephraManager::ZephraErrorCode::invalidSettings);
-  if (eTag && (eTag->empty() || !transport::survivesAsFieldValue(*eTag))) eTag.reset();
+  eTag = sendableTag(std::move(eTag));
 
   const auto path = localFilePath();
-  const auto changes = pendingChanges();
   {
     // One hold for all of it: a change that is made meanwhile is either in the layers read here, or laid over the tree
     // published here.
-    const platform::MutexLock lock(changes->patchLock());
-    const PendingChanges::Layers layers = changes->layers();
-    const Map tree = document->effectiveTree(layers.sending, layers.patch);
+    const platform::MutexLock lock(changes.patchLock());
+    const PendingChanges::Layers layers = changes.layers(ticket);
+    const Map tree = document->effectiveTree({&layers.confirmed, &layers.sending, &layers.patch});
     {
       const platform::MutexLock fields(fieldsMutex_);
-      documentTag_ = std::move(eTag);
+      newestTag_ = eTag;
+      // A document that is older than a confirmed change must not be what a later "not modified" speaks of.
+      documentTag_ = layers.confirmed.empty() ? std::move(eTag) : std::nullopt;
     }
     currentSettings_.publish(tree);
-    // The outcome counts for nobody: the settings are in use, and the next fetch writes them again.
-    if (path) static_cast<void>(writeMapFile(platform_.files(), *path, tree));
+    if (path) storeSettings(*path, tree);
   }
   if (!path) log_.process("Error: Local file path not set");
   return nullptr;
+}
+
+std::optional<std::string> ManagerCore::sendableTag(std::optional<std::string> eTag) {
+  if (eTag && (eTag->empty() || !transport::survivesAsFieldValue(*eTag))) return std::nullopt;
+  return eTag;
 }
 
 }  // namespace qlczephra

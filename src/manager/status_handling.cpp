@@ -17,7 +17,7 @@ ReplyMeaning StatusHandling::classify(int status, std::optional<QLMError> error)
       return resetAnd(Next::notModified);
     case 400:
       retry_.updateRetryTime();
-      if (retry_.shouldRetry(status, error)) return {Next::recover, Code::badRequest, retry_.retryTime()};
+      if (retry_.shouldRetry(status, error)) return {Next::recover, Code::badRequest, 0};
       return {Next::failure, Code::badRequest, 0};
     case 401:
       return resetAnd(Next::failure, Code::unauthorized);

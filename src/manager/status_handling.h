@@ -20,7 +20,7 @@ struct ReplyMeaning {
   };
   Next next = Next::success;
   std::optional<QLCZephraManager::ZephraErrorCode> code;
-  std::int64_t delay = 0;  // seconds; of `recover` and `backOff`
+  std::int64_t delay = 0;  // seconds; of `backOff`
 };
 
 // The retry state that all calls of one manager share. The delay of a repetition is taken together with the

@@ -1,16 +1,16 @@
 #include "platform/replace_file.h"
 
 #include <cerrno>
-#include <vector>
 
 namespace qlczephra::platform {
 
 namespace {
 
-constexpr std::string_view temporaryMark = ".new-";
+// How many leftovers of interrupted replacements one file may have.
+constexpr int attempts = 100;
 
-std::string temporaryPrefix(const std::string& path) {
-  return path + std::string(temporaryMark);
+std::string temporaryName(const std::string& path, int attempt) {
+  return path + ".new-" + std::to_string(attempt);
 }
 
 }  // namespace
@@ -22,13 +22,12 @@ std::string directoryOf(const std::string& path) {
 }
 
 FileStatus replaceFile(FileStore& files, const std::string& path, std::string_view content) {
-  // Names that an interrupted replacement left are passed over.
-  constexpr int attempts = 100;
+  // Names that an interrupted replacement left, or another process uses, are passed over.
   std::string temporary;
   FileStore::Handle handle = -1;
   FileStatus status;
   for (int attempt = 0; attempt < attempts; ++attempt) {
-    temporary = temporaryPrefix(path) + std::to_string(attempt);
+    temporary = temporaryName(path, attempt);
     status = files.create(temporary, handle);
     if (status.systemError != EEXIST) break;
   }
@@ -44,13 +43,8 @@ FileStatus replaceFile(FileStore& files, const std::string& path, std::string_vi
 }
 
 void removeStaleReplacements(FileStore& files, const std::string& path) {
-  const std::string directory = directoryOf(path);
-  std::vector<std::string> names;
-  if (!files.list(directory, names).ok()) return;
-  const std::size_t slash = path.rfind('/');
-  const std::string prefix = temporaryPrefix(slash == std::string::npos ? path : path.substr(slash + 1));
-  for (const std::string& name : names) {
-    if (name.starts_with(prefix)) static_cast<void>(files.remove(directory + "/" + name));
+  for (int attempt = 0; attempt < attempts; ++attempt) {
+    if (!files.remove(temporaryName(path, attempt)).ok()) return;
   }
 }
 

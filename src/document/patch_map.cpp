@@ -1,0 +1,36 @@
+#include "document/patch_map.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "document/merge.h"
+
+namespace qlczephra::document {
+
+std::optional<Map> makePatch(std::string_view path, const Value& value) {
+  const auto names = static_cast<std::size_t>(std::count(path.begin(), path.end(), '.')) + 1;
+  if (names + value.nesting() > maximumPatchNesting) return std::nullopt;
+  // From the last name outwards.
+  Map patch;
+  Value inner = value;
+  for (;;) {
+    const std::size_t dot = path.rfind('.');
+    const std::string_view name = dot == std::string_view::npos ? path : path.substr(dot + 1);
+    patch = Map{{name, std::move(inner)}};
+    if (dot == std::string_view::npos) return patch;
+    inner = std::move(patch);
+    path = path.substr(0, dot);
+  }
+}
+
+Map applyPatch(const Map& tree, const Map& patch) {
+  Map result = tree;
+  for (const auto& [section, value] : patch) {
+    const Value* node = result.find(section);
+    if (value.map() == nullptr || node == nullptr || node->map() == nullptr) break;
+    result = result.with(section, mergeValues(*value.map(), *node->map()));
+  }
+  return result;
+}
+
+}  // namespace qlczephra::document

@@ -1,0 +1,46 @@
+// Changes that the host makes: recorded, applied and stored before the call returns, sent as soon as may be.
+#include <utility>
+
+#include "document/merge.h"
+#include "document/patch_map.h"
+#include "manager/manager_core.h"
+#include "manager/map_file.h"
+#include "value/path.h"
+
+namespace qlczephra {
+
+void ManagerCore::setSettingValue(std::string_view path, const Value& value) {
+  log_.info("Will update " + std::string(path) + " setting in zephra");
+  const std::optional<Map> change = document::makePatch(path, value);
+  if (!change) {
+    log_.error("A change that is nested too deep was refused: " + std::string(path.substr(0, 200)));
+    return;
+  }
+  const auto changes = pendingChanges();
+  if (!changes->hasFiles()) {
+    log_.error("Patch file path not usable, change refused: " + patchFilePath().value_or("(not set)"));
+    return;
+  }
+  const auto localPath = localFilePath();
+  std::vector<std::string> errors;
+  PendingChanges::Start start;
+  {
+    const platform::MutexLock lock(changes->patchLock());
+    const Map patch = changes->record(*change, errors);
+    std::optional<Map> settings = settingsWith(patch);
+    currentSettings_.publish(settings);
+    if (localPath && settings) storeSettings(*localPath, *settings);
+    start = changes->startUpload(errors);
+  }
+  for (const std::string& error : errors) log_.error(error);
+  if (!localPath) log_.process("Error: Local file path not set");
+  carryOn(changes, std::move(start));
+}
+
+// The present settings with a patch map laid over them; none while there are no settings.
+std::optional<Map> ManagerCore::settingsWith(const Map& patch) const {
+  const std::optional<Map> settings = currentSettings_.tree();
+  return settings ? std::optional(document::applyPatch(*settings, patch)) : std::nullopt;
+}
+
+}  // namespace qlczephra

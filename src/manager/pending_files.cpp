@@ -1,0 +1,111 @@
+#include "manager/pending_files.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/replace_file.h"
+
+namespace qlczephra {
+
+using State = MapFileContent::State;
+
+PendingFiles::PendingFiles(platform::FileStore& files, std::string patchPath, std::string sendingPath)
+    : files_(files),
+      patchPath_(std::move(patchPath)),
+      sendingPath_(std::move(sendingPath)),
+      directories_{platform::directoryOf(patchPath_)} {
+  const std::string other = platform::directoryOf(sendingPath_);
+  if (other != directories_.front()) directories_.push_back(other);
+}
+
+MapFileContent PendingFiles::read(const std::string& path, Map& last) {
+  MapFileContent content = readMapFile(files_, path);
+  if (content.state == State::unavailable) {
+    content.map = last;
+  } else {
+    last = content.map;
+  }
+  return content;
+}
+
+bool PendingFiles::flushNames() {
+  if (namesNeedFlush_) {
+    namesNeedFlush_ = !std::all_of(directories_.begin(), directories_.end(), [this](const std::string& directory) {
+      return files_.flushDirectory(directory).ok();
+    });
+  }
+  if (!namesNeedFlush_) moveNeedsFlush_ = false;
+  return !namesNeedFlush_;
+}
+
+// True when something else may take the place of the file.
+bool PendingFiles::setAsideIfDamaged(const std::string& path, const MapFileContent& content,
+                                     std::vector<std::string>& errors) {
+  constexpr int mostKept = 5;
+  if (content.state == State::unavailable) return false;
+  if (content.state != State::damaged) return true;
+  for (int number = 1; number <= mostKept; ++number) {
+    const std::string aside = path + ".damaged-" + std::to_string(number);
+    std::string ignored;
+    if (files_.read(aside, ignored).kind != platform::FileStatus::Kind::missing) continue;
+    if (!files_.rename(path, aside).ok()) return false;
+    namesNeedFlush_ = moveNeedsFlush_ = true;
+    errors.push_back("A damaged file of pending changes was set aside as " + aside);
+    return true;
+  }
+  errors.push_back("A damaged file of pending changes was dropped, since enough are kept already: " + path);
+  return true;
+}
+
+MapFileWritten PendingFiles::write(const std::string& path, const Map& changes, const MapFileContent& present,
+                                   std::vector<std::string>& errors) {
+  if (!setAsideIfDamaged(path, present, errors)) return MapFileWritten::failed;
+  if (moveNeedsFlush_ && !flushNames()) return MapFileWritten::failed;
+  const MapFileWritten written =
+      writeMapFile(files_, path, changes, present.state == State::good ? present.bytes : std::string());
+  if (written == MapFileWritten::unfit || written == MapFileWritten::failed) return written;
+  if (written == MapFileWritten::done) namesNeedFlush_ = true;
+  return flushNames() ? MapFileWritten::done : MapFileWritten::failed;
+}
+
+MapFileWritten PendingFiles::writePatch(const Map& changes, const MapFileContent& present,
+                                        std::vector<std::string>& errors) {
+  const MapFileWritten written = write(patchPath_, changes, present, errors);
+  if (written == MapFileWritten::done) lastPatch_ = changes;
+  return written;
+}
+
+bool PendingFiles::promotePatch() {
+  if (!files_.rename(patchPath_, sendingPath_).ok()) return false;
+  namesNeedFlush_ = moveNeedsFlush_ = true;
+  lastSending_ = std::exchange(lastPatch_, Map());
+  // Until the names are flushed a power cut may bring the patch file back under its old name, which loses nothing.
+  static_cast<void>(flushNames());
+  return true;
+}
+
+bool PendingFiles::replaceSending(const Map& changes, const MapFileContent& sending, const MapFileContent& patch,
+                                  std::vector<std::string>& errors) {
+  const MapFileWritten written = write(sendingPath_, changes, sending, errors);
+  if (written != MapFileWritten::done && written != MapFileWritten::unchanged) return false;
+  lastSending_ = changes;
+  if (patch.state == State::missing || !setAsideIfDamaged(patchPath_, patch, errors)) return true;
+  if (patch.state == State::good && files_.remove(patchPath_).ok()) {
+    namesNeedFlush_ = true;
+    lastPatch_ = Map();
+  }
+  return true;
+}
+
+void PendingFiles::removeSending() {
+  if (!files_.remove(sendingPath_).ok()) return;
+  namesNeedFlush_ = true;
+  lastSending_ = Map();
+}
+
+void PendingFiles::removeStaleFiles() {
+  platform::removeStaleReplacements(files_, patchPath_);
+  platform::removeStaleReplacements(files_, sendingPath_);
+}
+
+}  // namespace qlczephra

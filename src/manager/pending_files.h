@@ -1,0 +1,68 @@
+// The two files of pending changes, and the order of file operations in which a change cannot be lost.
+//
+// At every instant between two operations the files together hold every change that they held before: the sending file
+// is complete and durable before the patch file goes, and what takes the place of a file is durable before anything
+// that relies on it is done. A file that was read completely and makes no sense is set aside under another name before
+// anything takes its place; after a passing read error nothing takes its place.
+//
+// Not safe for two threads at once: used under the patch lock. Errors are collected as lines for the log, which must
+// not be written under that lock.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "manager/map_file.h"
+#include "platform/file_store.h"
+#include "qlczephra/value.h"
+
+namespace qlczephra {
+
+class PendingFiles {
+ public:
+  PendingFiles(platform::FileStore& files, std::string patchPath, std::string sendingPath);
+
+  [[nodiscard]] const std::string& patchPath() const noexcept { return patchPath_; }
+  // What cannot be read now is given as it was last seen.
+  [[nodiscard]] MapFileContent readPatch() { return read(patchPath_, lastPatch_); }
+  [[nodiscard]] MapFileContent readSending() { return read(sendingPath_, lastSending_); }
+
+  // Makes `changes` the patch file, durably. `present` is what readPatch() gave.
+  [[nodiscard]] MapFileWritten writePatch(const Map& changes, const MapFileContent& present,
+                                          std::vector<std::string>& errors);
+
+  // Renames the patch file to the sending file, which must be missing. No space is needed for it.
+  [[nodiscard]] bool promotePatch();
+  // Makes `changes` the sending file, durably, and only then removes the patch file. False when the files stay as they
+  // were.
+  [[nodiscard]] bool replaceSending(const Map& changes, const MapFileContent& sending, const MapFileContent& patch,
+                                    std::vector<std::string>& errors);
+  // The service has what the sending file holds. A file that stays in spite of this is sent once more some day.
+  void removeSending();
+
+  // Sweeps what interrupted replacements left behind.
+  void removeStaleFiles();
+
+ private:
+  [[nodiscard]] MapFileContent read(const std::string& path, Map& last);
+  [[nodiscard]] bool setAsideIfDamaged(const std::string& path, const MapFileContent& content,
+                                       std::vector<std::string>& errors);
+  [[nodiscard]] MapFileWritten write(const std::string& path, const Map& changes, const MapFileContent& present,
+                                     std::vector<std::string>& errors);
+  // Makes all names changed so far durable.
+  [[nodiscard]] bool flushNames();
+
+  platform::FileStore& files_;
+  const std::string patchPath_;
+  const std::string sendingPath_;
+  // One directory as a rule; two when a directory's own name holds ".plist".
+  std::vector<std::string> directories_;
+  bool namesNeedFlush_ = true;  // an earlier process may have left some
+  Map lastPatch_;
+  Map lastSending_;
+  // A file was moved away from its name. The name must not be used again before that is durable: a power cut could keep
+  // the later change of the name and undo the earlier one, and with it the moved file.
+  bool moveNeedsFlush_ = true;
+};
+
+}  // namespace qlczephra
