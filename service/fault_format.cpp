@@ -127,14 +127,14 @@ std::variant<std::vector<Fault>, FaultError> parseFaults(const Value& list) {
   if (list.list() == nullptr) return FaultError{"faults must be a JSON list"};
   std::vector<Fault> faults;
   for (const Value& entry : *list.list()) {
-    const std::string position = "fault " + std::to_string(faults.size() + 1);
+    std::string position = "fault " + std::to_string(faults.size() + 1);
     if (entry.map() == nullptr) return FaultError{position + " must be a JSON object"};
     Fault fault;
     fault.count = 1;
     fault.apply = entry.map()->find("status") == nullptr;
     std::string wrongKey;
     if (!setAll(faultSetters(), fault, *entry.map(), wrongKey)) {
-      return FaultError{position + ": key or value not understood: \"" + wrongKey + "\""};
+      return FaultError{position.append(": key or value not understood: ").append(wrongKey)};
     }
     faults.push_back(std::move(fault));
   }

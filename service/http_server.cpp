@@ -224,7 +224,7 @@ class ServiceServer::Implementation final : private httplib::Server {
 
 thread_local Channel* ServiceServer::Implementation::servedHere = nullptr;
 
-ServiceServer::ServiceServer(Service& service, std::optional<ServerCertificate> certificate)
+ServiceServer::ServiceServer(Service& service, const std::optional<ServerCertificate>& certificate)
     : implementation_(std::make_unique<Implementation>(service, certificate)) {}
 
 ServiceServer::~ServiceServer() = default;

@@ -15,7 +15,7 @@ namespace qlczephra::service {
 class ServiceServer {
  public:
   // Without a certificate: plain HTTP. The service must outlive the server.
-  explicit ServiceServer(Service& service, std::optional<ServerCertificate> certificate = {});
+  explicit ServiceServer(Service& service, const std::optional<ServerCertificate>& certificate = {});
   ~ServiceServer();  // stops
   ServiceServer(const ServiceServer&) = delete;
   ServiceServer& operator=(const ServiceServer&) = delete;

@@ -19,12 +19,12 @@
 namespace qlczephra::service {
 
 struct ServiceOptions {
-  std::string basePath;                       // in front of "/zephra/...": empty, or begins with "/" and ends without
-  std::set<std::string, std::less<>> tokens;  // accepted bearer tokens; empty: every token that is not empty
-  ValuesWriter valuesWriter;                  // as for Store
-  Map savedValues;                            // as for Store
-  std::size_t logCapacity = 10000;            // requests kept for introspection
-  RequestLog::Observer observer;              // as for RequestLog
+  std::string basePath = {};                       // before "/zephra/...": empty, or begins with "/", ends without
+  std::set<std::string, std::less<>> tokens = {};  // accepted bearer tokens; empty: every token that is not empty
+  ValuesWriter valuesWriter = {};                  // as for Store
+  Map savedValues = {};                            // as for Store
+  std::size_t logCapacity = 10000;                 // requests kept for introspection
+  RequestLog::Observer observer = {};              // as for RequestLog
 };
 
 class Service {

@@ -18,7 +18,7 @@ namespace {
 using Certificate = std::shared_ptr<X509>;
 using Key = std::shared_ptr<EVP_PKEY>;
 
-constexpr long hour = 60 * 60;
+constexpr long hour = 60L * 60;
 constexpr long day = 24 * hour;
 
 void require(bool done) {

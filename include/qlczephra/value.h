@@ -170,6 +170,7 @@ class QLCZEPHRA_EXPORT Map {
   friend class Value;
   friend struct detail::Disposal;
   struct Slot;
+  class Probe;
   [[nodiscard]] const Slot* slots() const noexcept;
   detail::ContainerBlock* block_ = nullptr;
 };
@@ -280,7 +281,8 @@ class QLCZEPHRA_EXPORT Value {
   [[nodiscard]] Tag tag() const noexcept { return static_cast<Tag>(tag_ & 0x0FU); }
   [[nodiscard]] bool isShared() const noexcept { return tag() >= Tag::sharedString; }
   void retainShared() const noexcept {
-    if (auto* block = load<detail::SharedBlock*>()) detail::retain(block);
+    detail::SharedBlock* block = load<detail::SharedBlock*>();
+    if (block != nullptr) detail::retain(block);
   }
   void releaseShared() noexcept {
     auto* block = load<detail::SharedBlock*>();

@@ -1,6 +1,7 @@
 #include "qlczephra/value.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <limits>
 #include <new>
@@ -186,25 +187,70 @@ bool operator==(const List& left, const List& right) noexcept {
 
 // ---- Map
 
-namespace {
-
-// Index of the first slot whose key is not below `key`.
-template <typename Slot>
-std::size_t lowerBound(const Slot* slots, std::size_t size, std::string_view key) noexcept {
-  std::size_t first = 0;
-  while (size > 0) {
-    const std::size_t half = size / 2;
-    if (*slots[first + half].key.string() < key) {
-      first += half + 1;
-      size -= half + 1;
+// A key as a number that orders and equals as the key does. Short keys stand in their Value padded with zeros and
+// followed by their length, so two loads compare them whole; long ones are compared as strings.
+class Map::Probe {
+ public:
+  explicit Probe(std::string_view key) noexcept : key_(key), isShort_(key.size() <= sizeof(Value::bytes_)) {
+    if (!isShort_) return;
+    unsigned char bytes[sizeof(Value)] = {};
+    // Overlapping loads of fixed size instead of a call for a few bytes.
+    if (key.size() >= 8) {
+      std::memcpy(bytes + key.size() - 8, key.data() + key.size() - 8, 8);
+      std::memcpy(bytes, key.data(), 8);
+    } else if (key.size() >= 4) {
+      std::memcpy(bytes + key.size() - 4, key.data() + key.size() - 4, 4);
+      std::memcpy(bytes, key.data(), 4);
     } else {
-      size = half;
+      for (std::size_t i = 0; i < key.size(); ++i) bytes[i] = static_cast<unsigned char>(key[i]);
     }
+    bytes[15] = static_cast<unsigned char>(key.size() << 4U | static_cast<unsigned>(Value::Tag::inlineString));
+    high_ = wordAt(bytes);
+    low_ = wordAt(bytes + 8);
   }
-  return first;
-}
 
-}  // namespace
+  // Index of the first slot whose key is not below this one; `found` tells whether it is this one.
+  [[nodiscard]] std::size_t lowerBound(const Slot* slots, std::size_t size, bool& found) const noexcept {
+    std::size_t first = 0;
+    found = false;
+    while (size > 0) {
+      const std::size_t half = size / 2;
+      const int order = compare(slots[first + half].key);
+      if (order == 0) {
+        found = true;
+        return first + half;
+      }
+      if (order < 0) {
+        first += half + 1;
+        size -= half + 1;
+      } else {
+        size = half;
+      }
+    }
+    return first;
+  }
+
+ private:
+  static std::uint64_t wordAt(const unsigned char* bytes) noexcept {
+    std::uint64_t word = 0;
+    std::memcpy(&word, bytes, sizeof word);
+    return std::endian::native == std::endian::little ? __builtin_bswap64(word) : word;
+  }
+  // Below 0 when `stored` comes before this key.
+  [[nodiscard]] int compare(const Value& stored) const noexcept {
+    if (!isShort_ || stored.tag() != Value::Tag::inlineString) return stored.string()->compare(key_);
+    const auto* bytes = reinterpret_cast<const unsigned char*>(&stored);
+    const std::uint64_t high = wordAt(bytes);
+    if (high != high_) return high < high_ ? -1 : 1;
+    const std::uint64_t low = wordAt(bytes + 8);
+    return low == low_ ? 0 : low < low_ ? -1 : 1;
+  }
+
+  std::string_view key_;
+  bool isShort_;
+  std::uint64_t high_ = 0;
+  std::uint64_t low_ = 0;
+};
 
 Map::Map(std::initializer_list<Pair> entries) {
   Builder builder;
@@ -214,15 +260,15 @@ Map::Map(std::initializer_list<Pair> entries) {
 }
 
 const Value* Map::find(std::string_view key) const noexcept {
-  const std::size_t index = lowerBound(slots(), size(), key);
-  if (index == size() || *slots()[index].key.string() != key) return nullptr;
-  return &slots()[index].value;
+  bool found = false;
+  const std::size_t index = Probe(key).lowerBound(slots(), size(), found);
+  return found ? &slots()[index].value : nullptr;
 }
 
 Map Map::with(std::string_view key, Value value) const {
-  const std::size_t index = lowerBound(slots(), size(), key);
+  bool known = false;
+  const std::size_t index = Probe(key).lowerBound(slots(), size(), known);
   std::vector<Slot> changed;
-  const bool known = index < size() && *slots()[index].key.string() == key;
   changed.reserve(size() + (known ? 0 : 1));
   changed.assign(slots(), slots() + index);
   changed.push_back({known ? slots()[index].key : Value(key), std::move(value)});

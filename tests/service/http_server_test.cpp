@@ -134,7 +134,9 @@ TEST_F(HttpServer, ProvesItsNameUnderTls) {
     client.enable_server_certificate_verification(true);
     const auto reply = client.Get(settingsPath(), bearer());
     EXPECT_EQ(static_cast<bool>(reply), test.accepted) << test.name << ": " << httplib::to_string(reply.error());
-    if (reply) EXPECT_EQ(parsed(reply->body), parsed(smallDocument));
+    if (reply) {
+      EXPECT_EQ(parsed(reply->body), parsed(smallDocument));
+    }
     std::filesystem::remove(authority);
   }
 }

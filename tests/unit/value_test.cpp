@@ -5,6 +5,8 @@
 
 #include <cmath>
 #include <limits>
+#include <map>
+#include <string>
 
 namespace qlczephra {
 namespace {
@@ -81,6 +83,35 @@ TEST(Map, IteratesByBytesWhateverTheOrderOfMaking) {
   EXPECT_EQ(order, "|B|a|ab|b|\xC3\xA9|");
   EXPECT_EQ(*map.find("a"), Value(2)) << "of equal keys the last wins";
   EXPECT_EQ(map.find("c"), nullptr);
+}
+
+TEST(Map, FindsKeysOfEveryLengthAsAnOrderedMapDoes) {
+  std::uint32_t state = 7;
+  const auto draw = [&state](std::uint32_t below) { return (state = state * 1664525U + 1013904223U) / 65536U % below; };
+  const auto drawKey = [&] {
+    std::string key(draw(20), ' ');
+    for (char& c : key) c = "\0\1a\xFF"[draw(4)];
+    return key;
+  };
+  for (int round = 0; round < 200; ++round) {
+    std::map<std::string, int> model;
+    Map map;
+    for (std::uint32_t i = draw(40); i > 0; --i) {
+      const std::string key = drawKey();
+      model[key] = static_cast<int>(i);
+      map = map.with(key, i);
+    }
+    auto expected = model.begin();
+    for (const auto& [key, value] : map) {
+      ASSERT_EQ(key, expected->first);
+      ASSERT_EQ(*map.find(key), Value((expected++)->second));
+    }
+    ASSERT_EQ(expected, model.end());
+    for (int i = 0; i < 50; ++i) {
+      const std::string key = drawKey();
+      ASSERT_EQ(map.find(key) != nullptr, model.contains(key));
+    }
+  }
 }
 
 TEST(Map, ChangesShareWhatTheyDoNotTouch) {

@@ -169,6 +169,10 @@ void HttpEngine::transferFinished(Transfer& transfer, CURLcode code) {
     exchange->stage = Stage::preparing;  // out of its pool; the destructor drops the rest
     return;
   }
+  if (transfer.retryOnFreshConnection(code) && exchange->pool->add(transfer)) {
+    transfer.progress().note(Clock::now());
+    return;
+  }
   finish(*exchange, transfer.outcome(code));
 }
 

@@ -26,8 +26,10 @@ class ReplyReader {
   // Why the reader had the transfer end; empty when it had not, or had because nothing more can come (status 101).
   [[nodiscard]] const std::string& refusal() const { return refusal_; }
   [[nodiscard]] bool endedWell() const { return endedWell_; }
-  // Whether any byte of a reply has come.
+  // Whether any line of a reply has come.
   [[nodiscard]] bool begun() const { return headerSize_ != 0; }
+  // Whether the final reply's header has come to its end.
+  [[nodiscard]] bool headComplete() const { return state_ == State::afterFields; }
 
   HttpOutcome take();
 

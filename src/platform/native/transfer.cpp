@@ -162,10 +162,23 @@ CURLcode Transfer::onTlsContext(CURL* easy, void* context, void* self) {
   return expectHost(SSL_CTX_get0_param(tls), transfer.endpoint_.host) ? CURLE_OK : CURLE_OUT_OF_MEMORY;
 }
 
+bool Transfer::retryOnFreshConnection(CURLcode code) {
+  if (retried_ || reply_.begun() || (code != CURLE_SEND_ERROR && code != CURLE_RECV_ERROR)) return false;
+  long madeConnections = 0;
+  curl_easy_getinfo(easy_.get(), CURLINFO_NUM_CONNECTS, &madeConnections);
+  if (madeConnections != 0) return false;
+  retried_ = true;
+  set(CURLOPT_FRESH_CONNECT, 1L);
+  return optionsAccepted_;
+}
+
 HttpOutcome Transfer::outcome(CURLcode code) {
   HttpOutcome outcome = reply_.take();
-  if (code == CURLE_OK || reply_.endedWell()) return outcome;
-  if (!reply_.refusal().empty()) {
+  if (reply_.endedWell()) return outcome;
+  if (code == CURLE_OK) {
+    // curl takes the end of the connection for the end of the header.
+    if (!reply_.headComplete()) outcome.failure = "The connection ended within the header of the reply";
+  } else if (!reply_.refusal().empty()) {
     outcome.failure = reply_.refusal();
   } else if (code == CURLE_ABORTED_BY_CALLBACK || code == CURLE_FILESIZE_EXCEEDED) {
     outcome.failure = "The body of the reply is larger than 64 MiB";

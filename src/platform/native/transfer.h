@@ -43,6 +43,11 @@ class Transfer {
   // Of a handle in one of curl's callbacks.
   static Transfer& of(CURL* easy);
 
+  // After `code`: whether a kept connection turned out to be dead before anything of a reply came. The handle is set up
+  // to be added to its pool once more then, for a connection of its own; true only once. curl does so itself unless it
+  // finds out in the middle of a large body.
+  bool retryOnFreshConnection(CURLcode code);
+
   // The sockets that curl waits for on behalf of this transfer.
   std::vector<int>& sockets() { return sockets_; }
 
@@ -90,6 +95,7 @@ class Transfer {
   List fields_;
   List resolved_;
   bool optionsAccepted_ = true;
+  bool retried_ = false;
   char errorText_[CURL_ERROR_SIZE] = {};
   // Last: it refers to what stands above.
   std::unique_ptr<CURL, EasyDeleter> easy_;

@@ -1,0 +1,139 @@
+// Connections: kept, reused, found dead; and many of them.
+#include <atomic>
+#include <thread>
+
+#include "tests/real/http_session_fixture.h"
+
+namespace qlczephra::platform {
+namespace {
+
+class HttpConnections : public TlsSessionTest {};
+
+class TrustsAll : public QLCPMCertificatesHandler {
+ public:
+  void evaluate(const ServerTrust&, std::function<void(TrustDecision)> decide) override {
+    decide(TrustDecision::trust);
+  }
+};
+
+TEST_F(HttpConnections, AreReusedWithinAHandlerAndNotAcross) {
+  const auto one = std::make_shared<TrustsAll>();
+  const auto other = std::make_shared<TrustsAll>();
+  const auto aliased = std::shared_ptr<QLCPMCertificatesHandler>(one, other.get());
+  for (const bool secure : {false, true}) {
+    const RawServer server(test::answering(test::okReply()), secure ? std::optional(authority_.issue()) : std::nullopt);
+    int expected = 0;
+    for (const auto& handler :
+         {std::shared_ptr<QLCPMCertificatesHandler>(), std::shared_ptr<QLCPMCertificatesHandler>(one),
+          std::shared_ptr<QLCPMCertificatesHandler>(other), aliased}) {
+      for (int i = 0; i < 5; ++i) EXPECT_EQ(statusOf(exchange(judgedBy(get(server.url()), handler))), 200);
+      EXPECT_EQ(server.connections(), ++expected) << "secure: " << secure;
+    }
+    EXPECT_EQ(statusOf(exchange(judgedBy(get(server.url()), one))), 200);
+    EXPECT_EQ(server.connections(), expected);
+  }
+}
+
+TEST_F(HttpConnections, AreClosedAfterSomeIdleTime) {
+  options.idleTime = 200ms;
+  std::promise<void> closed;
+  const RawServer server([&](RawConnection& connection) {
+    while (!connection.readRequest().empty()) connection.write(test::okReply());
+    closed.set_value();
+  });
+  EXPECT_EQ(statusOf(exchange(get(server.url()))), 200);
+  EXPECT_EQ(closed.get_future().wait_for(aLot), std::future_status::ready);
+}
+
+// A server may close a kept connection at the very moment at which the next request is on its way.
+TEST_F(HttpConnections, ThatDiedUnnoticedLoseNoRequest) {
+  const std::string large(8'000'000, 'x');
+  struct Case {
+    const char* name;
+    bool secure;
+    bool resets;
+    std::string body;
+  } const cases[] = {{"plain, closed", false, false, "b"},
+                     {"plain, reset", false, true, "b"},
+                     {"plain, closed, large", false, false, large},
+                     {"plain, reset, large", false, true, large},
+                     {"TLS, closed", true, false, "b"},
+                     {"TLS, reset", true, true, "b"},
+                     {"TLS, closed, large", true, false, large},
+                     {"TLS, reset, large", true, true, large}};
+  for (const Case& test : cases) {
+    std::atomic<int> answered = 0;
+    const RawServer server(
+        [&](RawConnection& connection) {
+          if (connection.readRequest().empty()) return;
+          ++answered;
+          connection.write(test::okReply());
+          // The first connection takes the beginning of its second request and dies of it.
+          if (connection.number() == 0) {
+            connection.waitForData();
+            if (test.resets) connection.reset();
+            return;
+          }
+          connection.stall();
+        },
+        test.secure ? std::optional(authority_.issue()) : std::nullopt);
+    EXPECT_EQ(statusOf(exchange(patch(server.url(), "a"))), 200) << test.name;
+    const HttpOutcome outcome = exchange(patch(server.url(), test.body));
+    EXPECT_EQ(statusOf(outcome), 200) << test.name << ": " << outcome.failure.value_or("");
+    EXPECT_EQ(answered, 2) << test.name;
+    EXPECT_EQ(server.connections(), 2) << test.name;
+  }
+}
+
+TEST_F(HttpConnections, AThousandAtOnce) {
+  std::atomic<int> arrived = 0;
+  constexpr int requests = 1000;
+  const RawServer server([&](RawConnection& connection) {
+    while (!connection.readRequest().empty()) {
+      ++arrived;
+      while (arrived < requests) std::this_thread::sleep_for(5ms);
+      connection.write(test::okReply());
+    }
+  });
+  options.transfersAtOnce = requests;
+  std::vector<std::future<HttpOutcome>> outcomes;
+  for (int i = 0; i < requests; ++i) outcomes.push_back(begin(get(server.url())));
+  for (auto& outcome : outcomes) ASSERT_EQ(statusOf(end(std::move(outcome))), 200);
+  EXPECT_EQ(arrived, requests);
+}
+
+TEST_F(HttpConnections, WhatExceedsThePlacesWaitsItsTurn) {
+  options.transfersAtOnce = 3;
+  std::atomic<int> now = 0;
+  std::atomic<int> most = 0;
+  const RawServer server([&](RawConnection& connection) {
+    while (!connection.readRequest().empty()) {
+      int seen = ++now;
+      for (int before = most; before < seen && !most.compare_exchange_weak(before, seen);) {
+      }
+      std::this_thread::sleep_for(100ms);
+      --now;
+      connection.write(test::okReply());
+    }
+  });
+  std::vector<std::future<HttpOutcome>> outcomes;
+  // The later ones wait longer for their turn than they would for the server.
+  for (int i = 0; i < 30; ++i) outcomes.push_back(begin(impatient(get(server.url()), 600ms)));
+  for (auto& outcome : outcomes) EXPECT_EQ(statusOf(end(std::move(outcome))), 200);
+  EXPECT_EQ(most, 3);
+}
+
+TEST_F(HttpConnections, ThousandsInARowUseOne) {
+  for (const bool secure : {false, true}) {
+    const RawServer server(test::answering(test::okReply()), secure ? std::optional(authority_.issue()) : std::nullopt);
+    const auto begun = std::chrono::steady_clock::now();
+    constexpr int requests = 2000;
+    for (int i = 0; i < requests; ++i) ASSERT_EQ(statusOf(exchange(patch(server.url(), "{}"))), 200);
+    const std::chrono::duration<double, std::micro> elapsed = std::chrono::steady_clock::now() - begun;
+    RecordProperty(secure ? "microseconds_tls" : "microseconds_plain", std::to_string(elapsed.count() / requests));
+    EXPECT_EQ(server.connections(), 1);
+  }
+}
+
+}  // namespace
+}  // namespace qlczephra::platform

@@ -1,0 +1,107 @@
+// A manager of a host over real threads and sockets, against the stand-in service.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <utility>
+
+#include "qlczephra/qlczephra.h"
+#include "service/http_server.h"
+#include "service/sample_document.h"
+#include "service/service.h"
+#include "tests/support/json_literal.h"
+
+namespace qlczephra::test {
+
+using namespace std::chrono_literals;
+
+inline constexpr const char* product = "corlane";
+
+// Lets the test wait for things that happen on other threads.
+class Signal {
+ public:
+  void raise() {
+    const std::lock_guard lock(mutex_);
+    ++raised_;
+    changed_.notify_all();
+  }
+  [[nodiscard]] bool wait(int times = 1, std::chrono::milliseconds longest = 60s) {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, longest, [&] { return raised_ >= times; });
+  }
+  [[nodiscard]] int raised() {
+    const std::lock_guard lock(mutex_);
+    return raised_;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  int raised_ = 0;
+};
+
+struct TokenDelegate : QLCZephraAuthenticationDelegate {
+  void getCCRCredentials(CredentialsCallback callback) override { callback("real-token", nullptr); }
+};
+
+struct FixedProvider : QLCServicesURLsProviderProtocol {
+  explicit FixedProvider(std::string base) : base_(std::move(base)) {}
+  void getURLForService(std::uint64_t, URLCallback callback) override { callback(nullptr, base_); }
+  void respondToChallenge(const ServerTrust&, ChallengeCallback) override { FAIL() << "never called"; }
+
+ private:
+  const std::string base_;
+};
+
+class RealManagerTest : public testing::Test {
+ protected:
+  RealManagerTest() {
+    setLogSink([](const LogLine&) {});
+    service_.store().setDocument(product, mapFromJson(service::sampleDocument()));
+    EXPECT_TRUE(server_.start());
+    std::string pattern = (std::filesystem::temp_directory_path() / "qlczephra-real-XXXXXX").string();
+    directory_ = ::mkdtemp(pattern.data());
+  }
+  ~RealManagerTest() override {
+    server_.stop();
+    std::filesystem::remove_all(directory_);
+    setLogSink({});
+  }
+
+  [[nodiscard]] std::unique_ptr<QLCZephraManager> makeManager(int uid = 501) {
+    return makeManager(uid, delegate_, server_.url());
+  }
+  [[nodiscard]] std::unique_ptr<QLCZephraManager> makeManager(
+      int uid, const std::shared_ptr<QLCZephraAuthenticationDelegate>& delegate, const std::string& base) {
+    auto manager = std::make_unique<QLCZephraManager>(std::make_shared<QLCAppInfo>(product, "real-test/1"),
+                                                      std::make_shared<FixedProvider>(base), delegate);
+    manager->setLocalFilePath(directory_ + "/zephra-" + std::to_string(uid) + ".plist");
+    manager->setPatchFilePath(directory_ + "/patch-" + std::to_string(uid) + ".plist");
+    return manager;
+  }
+
+  // Fetches and waits for the end; the error, null for success.
+  static ErrorRef fetch(QLCZephraManager& manager) {
+    Signal done;
+    ErrorRef result;
+    manager.fetchRemoteSettings([&](const ErrorRef& error) {
+      result = error;
+      done.raise();
+    });
+    EXPECT_TRUE(done.wait());
+    return result;
+  }
+
+  service::Service service_;
+  service::ServiceServer server_{service_};
+  std::string directory_;
+  const std::shared_ptr<TokenDelegate> delegate_ = std::make_shared<TokenDelegate>();
+};
+
+}  // namespace qlczephra::test
