@@ -61,7 +61,7 @@ class QLCZEPHRA_EXPORT QLCZephraManagerProtocol {
   //   the disk fails or is full    the change is applied, kept in memory, uploaded, and written with the next change
   //   a value that the file format cannot hold (null, a real that is not finite, control characters)
   //                                the change is applied and neither kept nor uploaded
-  //   path and value nest deeper than 512 levels together    the change is refused
+  //   path and value nest deeper than 510 levels together    the change is refused
   // Writes and flushes files on the caller's thread, and waits for another thread that does so for the same files. The
   // tree of a second manager on the same files follows with its own next fetch or updateLocalSettings().
   virtual void setSettingValue(std::string_view path, const Value& value) = 0;

@@ -9,8 +9,9 @@
 
 namespace qlczephra::document {
 
-// The deepest that the names of a path and the lists and maps of its value may nest together.
-inline constexpr std::size_t maximumPatchNesting = 512;
+// The deepest that the names of a path and the lists and maps of its value may nest together: as deep as they can stand
+// under "data" and "values" in a document of 512 levels, so that what is sent can come back.
+inline constexpr std::size_t maximumPatchNesting = 510;
 
 // The patch map of one change: a.b.c and a value give {a: {b: {c: value}}}. Empty names are kept. None when it nests
 // deeper than `maximumPatchNesting`.
