@@ -77,6 +77,7 @@ function(qlczephra_library)
   endif()
 
   include(CMakePackageConfigHelpers)
+  set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME library)
   install(TARGETS qlczephra qlczephra-static EXPORT qlczephra)
   install(DIRECTORY "${PROJECT_SOURCE_DIR}/include/qlczephra" TYPE INCLUDE)
   install(EXPORT qlczephra NAMESPACE qlczephra:: DESTINATION "${CMAKE_INSTALL_LIBDIR}/cmake/qlczephra"
@@ -87,6 +88,8 @@ function(qlczephra_library)
   install(FILES "${CMAKE_CURRENT_BINARY_DIR}/qlczephraConfig.cmake"
                 "${CMAKE_CURRENT_BINARY_DIR}/qlczephraConfigVersion.cmake"
           DESTINATION "${CMAKE_INSTALL_LIBDIR}/cmake/qlczephra")
+  # Relative, so that an installed tree can be moved.
+  file(RELATIVE_PATH QLCZEPHRA_PREFIX_FROM_PKGCONFIG "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
   configure_file("${PROJECT_SOURCE_DIR}/cmake/qlczephra.pc.in" qlczephra.pc @ONLY)
   install(FILES "${CMAKE_CURRENT_BINARY_DIR}/qlczephra.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
 endfunction()

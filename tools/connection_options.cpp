@@ -38,19 +38,20 @@ Host makeHost(const std::string& url, const std::string& product, const std::str
 
 CLI::Option* ConnectionOptions::addTo(CLI::App& command) {
   CLI::Option* service = command.add_option("--service", service_, "Base URL of the service, http or https");
-  service->type_name("URL")->group("Service");
-  const auto option = [&](const char* name, auto& target, const char* description, const char* type) {
-    return command.add_option(name, target, description)->type_name(type)->group("Service")->needs(service);
+  // The text in place of the generated one, which would name every option that another needs or excludes.
+  service->option_text("URL")->group("Service");
+  const auto option = [&](const char* name, auto& target, const char* description, const char* text) {
+    return command.add_option(name, target, description)->option_text(text)->group("Service")->needs(service);
   };
   option("--product", product_, "Product name, the path component that names the product at the service", "NAME");
   CLI::Option* token = option("--token", token_, "CCR token; other users of this machine can see it", "TOKEN");
   CLI::Option* tokenFile = option("--token-file", tokenFile_, "File that holds the CCR token on one line", "FILE");
   CLI::Option* tokenInput =
       command.add_flag("--token-stdin", tokenFromInput_, "Read the CCR token from standard input");
-  tokenInput->group("Service")->needs(service);
+  tokenInput->option_text(" ")->group("Service")->needs(service);
   token->excludes(tokenFile)->excludes(tokenInput);
   tokenFile->excludes(tokenInput);
-  option("--user-agent", userAgent_, "User-Agent of the requests", "TEXT")->capture_default_str();
+  option("--user-agent", userAgent_, "User-Agent of the requests (default: qlczephra/1.0)", "TEXT");
   option("--ca", authorityFile_, "Trust the authorities in this PEM file instead of the system's", "FILE");
 
   CLI::Option* uid = option("--uid", uid_, "Keep the settings in the product's own files of this user id", "UID");

@@ -39,9 +39,8 @@ void checkStored(const QLCZephraManager& manager) {
   }
 }
 
-Value namesOf(const QLCZephraManager& manager, std::string_view section) {
-  const auto names = manager.getProperties(section).value_or(std::vector<std::string>());
-  return List(std::vector<Value>(names.begin(), names.end()));
+std::vector<std::string> namesIn(const QLCZephraManager& manager, std::string_view section) {
+  return manager.getProperties(section).value_or(std::vector<std::string>());
 }
 
 void FetchCommand::run() const {
@@ -54,13 +53,16 @@ void FetchCommand::run() const {
   const auto file = host.manager->localFilePath();
   if (output.json) {
     Map::Builder sections;
-    for (const auto [section, node] : settings) sections.set(section, namesOf(*host.manager, section));
+    for (const auto [section, node] : settings) {
+      const auto names = namesIn(*host.manager, section);
+      sections.set(section, List(std::vector<Value>(names.begin(), names.end())));
+    }
     return printTree({{"sections", sections.build()}, {"file", file ? Value(*file) : Value()}}, output);
   }
   printLine("Fetched " + connection.what());
   for (const auto [section, node] : settings) {
     std::string line = std::string(section) + ":";
-    for (const Value& name : *namesOf(*host.manager, section).list()) line.append(" ").append(*name.string());
+    for (const std::string& name : namesIn(*host.manager, section)) line += " " + name;
     printLine(line);
   }
   if (file) printLine("Stored in " + *file);

@@ -34,12 +34,12 @@ const char* remedyFor(const Error& error) {
 
 void PatienceOptions::addTo(CLI::App& command) {
   command
-      .add_option("--timeout", seconds,
-                  "Give up after this time; a failed request is repeated until then, or with 0 for as long as the "
-                  "library does it, which can be hours")
-      ->type_name("SECONDS")
-      ->group("Service")
-      ->capture_default_str();
+      .add_option(
+          "--timeout", seconds,
+          "Give up after this time (default: 120); failed requests are repeated until then. 0: when the library "
+          "gives up, which can take hours")
+      ->option_text("SECONDS")
+      ->group("Service");
 }
 
 void fetchSettings(QLCZephraManager& manager, const std::string& what, const PatienceOptions& patience,

@@ -56,8 +56,8 @@ void addInterpretCommand(CLI::App& program) {
   CLI::App* app = program.add_subcommand("interpret", "Print the settings that follow from a settings document");
   app->footer(examples);
   app->add_option("DOCUMENT", command->document, "Settings document (JSON), - for standard input")->required();
-  app->add_option("--sending", command->sending, "File of the changes that are being uploaded")->type_name("FILE");
-  app->add_option("--patch", command->patch, "File of the changes that wait")->type_name("FILE");
+  app->add_option("--sending", command->sending, "File of the changes that are being uploaded")->option_text("FILE");
+  app->add_option("--patch", command->patch, "File of the changes that wait")->option_text("FILE");
   app->add_flag("--flat", command->flat, "Print plain values instead of setting nodes");
   command->output.addTo(*app);
   app->callback([command] { command->run(); });

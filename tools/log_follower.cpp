@@ -43,12 +43,12 @@ std::optional<int> numberIn(std::string_view message, std::string_view before, s
 }  // namespace
 
 void LogOptions::addTo(CLI::App& command) {
-  command.add_option("--log", level, "Print the library's log lines of at least this level to standard error")
-      ->type_name("debug|info|error|none")
+  command
+      .add_option("--log", level, "Print the library's log from this level on: debug, info, error or none (default)")
+      ->option_text("LEVEL")
       ->check([](const std::string& name) {
         return levels().contains(name) ? "" : name + " is none of debug, info, error, none";
-      })
-      ->capture_default_str();
+      });
 }
 
 std::optional<LogLevel> LogOptions::least() const {

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <exception>
 
+#include "qlczephra/version.h"
 #include "tools/commands.h"
 #include "tools/failure.h"
 
@@ -21,15 +22,23 @@ constexpr const char* examples = R"(Examples:
 Exit status: 0 success, 1 failure, 2 misuse. "qlczephra COMMAND --help" explains a command.
 )";
 
+std::string versionText() {
+  char text[32];
+  std::snprintf(text, sizeof text, "qlczephra %.1f", qlczephraVersionNumber);
+  return text;
+}
+
 int complain(ExitStatus status, const std::string& line) {
   std::fprintf(stderr, "qlczephra: %s\n", line.c_str());
   return static_cast<int>(status);
 }
 
-// The command that was asked for help is the innermost one on the command line.
-const CLI::App* helped(const CLI::App& program) {
+// What the library for command lines says of a misuse, with the place where help is to be had.
+std::string describeMisuse(const CLI::App& program, const CLI::ParseError& error, int argc, const char* const* argv) {
   const auto chosen = program.get_subcommands();
-  return chosen.empty() ? &program : chosen.front();
+  if (!chosen.empty()) return std::string(error.what()) + "; see qlczephra " + chosen.front()->get_name() + " --help";
+  const std::string what = argc > 1 ? "there is no command " + std::string(argv[1]) : "there is no command";
+  return what + "; see qlczephra --help";
 }
 
 }  // namespace
@@ -37,7 +46,9 @@ const CLI::App* helped(const CLI::App& program) {
 int main(int argc, char** argv) {
   CLI::App program("Reads the settings of the Zephra settings service as a host product would.", "qlczephra");
   program.footer(examples);
+  program.set_version_flag("--version", versionText(), "Print the version and exit");
   program.require_subcommand(1);
+  program.get_formatter()->column_width(26);
   addDemoCommand(program);
   addFetchCommand(program);
   addReadCommands(program);
@@ -46,13 +57,13 @@ int main(int argc, char** argv) {
     program.parse(argc, argv);
     return static_cast<int>(ExitStatus::success);
   } catch (const CLI::CallForHelp&) {
-    std::fputs(helped(program)->help().c_str(), stdout);
+    std::fputs(program.help().c_str(), stdout);
+    return static_cast<int>(ExitStatus::success);
+  } catch (const CLI::CallForVersion& version) {
+    std::puts(version.what());
     return static_cast<int>(ExitStatus::success);
   } catch (const CLI::ParseError& error) {
-    return complain(ExitStatus::misuse,
-                    std::string(error.what()) + "; see " +
-                        (program.get_subcommands().empty() ? "qlczephra" : "qlczephra " + helped(program)->get_name()) +
-                        " --help");
+    return complain(ExitStatus::misuse, describeMisuse(program, error, argc, argv));
   } catch (const Failure& failure) {
     return complain(failure.status(), failure.what());
   } catch (const std::exception& error) {

@@ -9,7 +9,7 @@ namespace qlczephra::tools {
 
 void SettingsSource::addTo(CLI::App& command) {
   CLI::Option* file = command.add_option("--file", file_, "Read this stored settings file, without a service");
-  file->type_name("FILE");
+  file->option_text("FILE");
   CLI::Option* service = connection_.addTo(command);
   patience_.addTo(command);
   log_.addTo(command);

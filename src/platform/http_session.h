@@ -18,7 +18,9 @@ using HeaderList = std::vector<std::pair<std::string, std::string>>;
 struct HttpRequest {
   std::string url;     // http or https, used as it stands
   std::string method;  // sent as it stands
-  HeaderList headers;  // all header fields that are not the protocol's own business (Host, Content-Length, ...)
+  // Sent in this order, those without a value too. Fields that are the protocol's own business (Host, Content-Length,
+  // Transfer-Encoding, Connection, Accept-Encoding, Expect, ...) are left out: the session sends its own.
+  HeaderList headers;
   std::optional<std::string> body;
   std::chrono::milliseconds longestWait{10000};                   // without any progress, in whatever stage
   std::shared_ptr<QLCPMCertificatesHandler> certificatesHandler;  // null: the platform's evaluation
@@ -29,7 +31,8 @@ struct HttpReplyHead {
   HeaderList headers;  // of the final reply; names as the server wrote them, values without surrounding blanks
 };
 
-// A transfer that failed after the status line came has both `head` and `failure`.
+// A transfer that failed after the final status line came has both `head` (with the fields that had come) and
+// `failure`.
 struct HttpOutcome {
   std::optional<HttpReplyHead> head;
   std::string body;                    // decoded; of use only without a failure

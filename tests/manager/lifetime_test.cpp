@@ -46,43 +46,61 @@ TEST(Lifetime, ManagerMayGoAtEveryStageOfAFetch) {
 }
 
 TEST(Lifetime, ManagerMayGoInsideEveryCallback) {
-  const std::function<void(ManagerWorld&)> cases[] = {
-      [](ManagerWorld& w) {
-        w.givenDelegate([&w](auto callback) {
-          w.manager.reset();
-          callback("token", nullptr);
-        });
-      },
-      [](ManagerWorld& w) {
-        w.givenDelegate([&w](auto callback) {
-          callback("token", nullptr);
-          w.manager.reset();
-        });
-      },
-      [](ManagerWorld& w) {
-        w.givenProvider([&w](auto callback) {
-          w.manager.reset();
-          callback(nullptr, ManagerWorld::base);
-        });
-      },
-      [](ManagerWorld& w) {
-        w.givenProvider([&w](auto callback) {
-          w.manager.reset();
-          callback(nullptr, std::nullopt);
-        });
-      },
-      [](ManagerWorld& w) {
-        w.givenProvider([&w](auto callback) {
-          callback(nullptr, ManagerWorld::base);
-          w.manager.reset();
-        });
-      },
+  struct Case {
+    const char* name;
+    std::function<void(ManagerWorld&)> given;
+    std::size_t requests;  // sent before the manager was gone
   };
-  for (const auto& given : cases) {
+  const Case cases[] = {
+      {"delegate, before it answers",
+       [](ManagerWorld& w) {
+         w.givenDelegate([&w](auto callback) {
+           w.manager.reset();
+           callback("token", nullptr);
+         });
+       },
+       0},
+      {"delegate, after it answered",
+       [](ManagerWorld& w) {
+         w.givenDelegate([&w](auto callback) {
+           callback("token", nullptr);
+           w.manager.reset();
+         });
+       },
+       0},
+      {"provider, before it answers",
+       [](ManagerWorld& w) {
+         w.givenProvider([&w](auto callback) {
+           w.manager.reset();
+           callback(nullptr, ManagerWorld::base);
+         });
+       },
+       0},
+      {"provider, before it answers without a URL",
+       [](ManagerWorld& w) {
+         w.givenProvider([&w](auto callback) {
+           w.manager.reset();
+           callback(nullptr, std::nullopt);
+         });
+       },
+       0},
+      {"provider, after it answered",
+       [](ManagerWorld& w) {
+         w.givenProvider([&w](auto callback) {
+           callback(nullptr, ManagerWorld::base);
+           w.manager.reset();
+         });
+       },
+       1},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
     ManagerWorld world;
-    given(world);
+    c.given(world);
     EXPECT_EQ(world.fetched(), "open");
     EXPECT_EQ(world.manager, nullptr);
+    EXPECT_EQ(world.requests().size(), c.requests);
+    EXPECT_TRUE(world.logWith("error").empty());
   }
 }
 

@@ -78,8 +78,8 @@ TEST(TokenStep, WhatTheDelegateAnswersDecides) {
     EXPECT_THAT(world.logWith("error No CCR token provided"), SizeIs(hasToken || isOpen ? 0 : 1));
     EXPECT_THAT(world.logWith("Failed to fetch"), IsEmpty()) << "the fetch says nothing of a missing token";
     EXPECT_EQ(world.logWith("threw an exception").size(), std::string(c.name).find("throws") != std::string::npos);
-    if (!hasToken && !isOpen) EXPECT_EQ(call.lane, requestQueue);
-    if (std::string(c.result) == "com.host 42") EXPECT_EQ(call.error, error) << "the very object";
+    EXPECT_TRUE(hasToken || isOpen || call.lane == requestQueue) << call.lane;
+    EXPECT_TRUE(std::string(c.result) != "com.host 42" || call.error == error) << "the very object";
     // An open call keeps the guard; an ended one does not.
     world.givenDelegateAnswers("T");
     EXPECT_EQ(world.fetched(), isOpen ? "fetchInProgress" : "success");
@@ -179,7 +179,7 @@ TEST(TokenStep, RepetitionsKeepTheTokenAndAskForTheURLAndTheProductAgain) {
   Call& call = world.fetch();
   world.advance(milliseconds(500));
   ASSERT_THAT(world.requests(), SizeIs(4));
-  world.manager->clearCCRToken();
+  world.manager->setCcrToken("newer");
   world.appInfo->setProductName("the other");
   world.appInfo->setUserAgent("Other/2");
   world.runUntilIdle();

@@ -75,8 +75,9 @@ void ConnectionPool::watch(curl_socket_t socket, int what, Transfer& transfer) {
   unwatch(socket);
   sockets_[socket] = &transfer;
   transfer.sockets().push_back(socket);
-  const auto wanted = static_cast<std::uint32_t>(((what & CURL_POLL_IN) != 0 ? EPOLLIN : 0) |
-                                                 ((what & CURL_POLL_OUT) != 0 ? EPOLLOUT : 0));
+  std::uint32_t wanted = 0;
+  if ((what & CURL_POLL_IN) != 0) wanted |= EPOLLIN;
+  if ((what & CURL_POLL_OUT) != 0) wanted |= EPOLLOUT;
   loop_.watch(socket, wanted, [this, socket](std::uint32_t events) {
     int ready = 0;
     if ((events & EPOLLIN) != 0) ready |= CURL_CSELECT_IN;

@@ -25,7 +25,7 @@ class CurlHttpSession final : public HttpSession {
 
   // Ends all transfers, closes all connections, and returns when the network thread is gone, which waits for neither
   // the network nor a name nor host code. Completions that were not posted yet are dropped, unrun; so is everything
-  // sent later. Not to be called by a certificates handler's destructor on the network's behalf.
+  // sent later.
   void stop() QLCZ_EXCLUDES(mutex_);
 
   // How often the file of trusted certificates has been read.

@@ -24,7 +24,7 @@ class EventLoop {
   struct Timer {
     Clock::time_point when;
     std::uint64_t number = 0;
-    auto operator<=>(const Timer&) const = default;
+    bool operator<(const Timer& other) const { return when != other.when ? when < other.when : number < other.number; }
   };
 
   EventLoop();  // throws std::system_error when descriptors are short

@@ -44,7 +44,12 @@ std::optional<std::vector<std::string>> requestLines(const HttpRequest& request)
     if (isProtocolsOwn(name)) continue;
     // "Name;" is how curl is told to send a field without a value; "Name:" would take the field away.
     const bool blank = value.find_first_not_of(" \t") == std::string::npos;
-    lines.push_back(blank ? name + ";" : name + ": " + value);
+    std::string& line = lines.emplace_back(name);
+    if (blank) {
+      line += ';';
+    } else {
+      line.append(": ").append(value);
+    }
   }
   for (const std::string_view name : addedByCurl) {
     const bool given =

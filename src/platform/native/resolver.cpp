@@ -73,9 +73,9 @@ void Resolver::startLookUps() {
     // The thread touches neither this object nor the loop, only what it shares the ownership of; a mailbox that was
     // closed meanwhile drops the answer.
     auto work = [this, name, lookUp = lookUp_, mailbox = mailbox_] {
-      mailbox->post([this, name, result = (*lookUp)(name.first, name.second)]() mutable {
+      mailbox->post([this, name, result = (*lookUp)(name.first, name.second)] {
         --threads_;
-        finish(name, std::move(result));
+        finish(name, result);
         startLookUps();
       });
     };
@@ -93,7 +93,7 @@ void Resolver::startLookUps() {
   }
 }
 
-void Resolver::finish(const Name& name, LookUpResult result) {
+void Resolver::finish(const Name& name, const LookUpResult& result) {
   const auto found = entries_.find(name);
   const std::vector<Callback> callbacks = std::move(found->second.callbacks);
   if (result.addresses.empty()) {
