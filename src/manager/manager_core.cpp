@@ -67,9 +67,10 @@ std::optional<std::string> ManagerCore::patchFilePath() const {
 }
 
 void ManagerCore::setPatchFilePath(std::optional<std::string> path) {
+  std::shared_ptr<PendingChanges> left;  // goes after the lock
   const platform::MutexLock lock(fieldsMutex_);
   patchFilePath_ = std::move(path);
-  pendingChanges_ = nullptr;
+  left.swap(pendingChanges_);
 }
 
 std::shared_ptr<PendingChanges> ManagerCore::pendingChanges() {

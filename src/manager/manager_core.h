@@ -99,6 +99,7 @@ class ManagerCore : public ChangesSender, public std::enable_shared_from_this<Ma
     OnSuccess onSuccess;        // may be empty
     OnBadRequest onBadRequest;  // may be empty: the call then ends with `badRequest`
     OnBackOff onBackOff;
+    std::function<void(Completion completion)> onNotModified;  // may be empty: a 304 then ends the call with success
     Completion completion;
     std::shared_ptr<const Upload> claim;  // of an upload: held while the transfer runs
   };
@@ -119,6 +120,8 @@ class ManagerCore : public ChangesSender, public std::enable_shared_from_this<Ma
   void retryFetchSettings(const std::string& ccrToken, Condition condition, Completion completion, std::int64_t delay);
   ErrorRef applyDocument(const std::optional<Map>& body, std::optional<std::string> eTag, PendingChanges& changes,
                          const PendingChanges::Ticket& ticket);
+  void acceptNotModified(const std::string& sentTag, const std::string& ccrToken, Completion completion)
+      QLCZ_EXCLUDES(fieldsMutex_);
   void finishFetch() QLCZ_EXCLUDES(fetchSettingsLock_);
   void storeSettings(const std::string& path, const Map& settings);
   // An entity tag goes back byte for byte; one that cannot counts as none.

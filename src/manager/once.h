@@ -3,15 +3,26 @@
 
 #include <atomic>
 #include <memory>
+#include <optional>
 #include <utility>
 
 namespace qlczephra {
 
-// Wraps `callback` so that only its first call counts, whichever thread makes it. Copies count as one.
+// Wraps `callback` so that only its first call counts, whichever thread makes it. Copies count as one. What it captured is
+// freed with the first call, however long the host keeps its copy.
 template <typename Callback>
 [[nodiscard]] auto onlyOnce(Callback callback) {
-  return [called = std::make_shared<std::atomic<bool>>(false), callback = std::move(callback)](auto&&... arguments) {
-    if (!called->exchange(true)) callback(std::forward<decltype(arguments)>(arguments)...);
+  struct State {
+    std::atomic<bool> called{false};
+    std::optional<Callback> callback;
+  };
+  auto state = std::make_shared<State>();
+  state->callback.emplace(std::move(callback));
+  return [state = std::move(state)](auto&&... arguments) {
+    if (state->called.exchange(true)) return;
+    const Callback once = std::move(*state->callback);
+    state->callback.reset();
+    once(std::forward<decltype(arguments)>(arguments)...);
   };
 }
 

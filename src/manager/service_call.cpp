@@ -59,7 +59,11 @@ void ManagerCore::handleReply(const ServiceRequest& request, std::optional<Map> 
       request.completion(request.onSuccess ? request.onSuccess(std::move(body), std::move(eTag)) : nullptr);
       return;
     case ReplyMeaning::Next::notModified:
-      request.completion(nullptr);
+      if (request.onNotModified) {
+        request.onNotModified(request.completion);
+      } else {
+        request.completion(nullptr);
+      }
       return;
     case ReplyMeaning::Next::backOff:
       request.onBackOff(request.completion, meaning.delay);

@@ -81,12 +81,14 @@ void ManagerCore::finishFetch() {
 void ManagerCore::getSettings(const std::string& ccrToken, Condition condition, Completion completion) {
   log_.info("Sending get settings request to zephra");
   HeaderMap headers{{"User-Agent", appInfo_->userAgent()}};
-  {
+  std::optional<std::string> sentTag;
+  if (condition == Condition::ifChanged) {
     const platform::MutexLock lock(fieldsMutex_);
-    if (documentTag_ && condition == Condition::ifChanged) headers.emplace("If-None-Match", *documentTag_);
+    sentTag = documentTag_;
   }
+  if (sentTag) headers.emplace("If-None-Match", *sentTag);
   runRequestWithURL(
-      [weak = weak(), headers = std::move(headers), ccrToken, condition](const std::string& base, Completion done) {
+      [weak = weak(), headers = std::move(headers), sentTag, ccrToken, condition](const std::string& base, Completion done) {
         const auto core = weak.lock();
         if (core == nullptr) return;
         ServiceRequest request;
@@ -105,10 +107,30 @@ void ManagerCore::getSettings(const std::string& ccrToken, Condition condition, 
             alive->retryFetchSettings(ccrToken, condition, std::move(repeated), delay);
           }
         };
+        if (sentTag) {
+          request.onNotModified = [weak, sentTag, ccrToken](Completion ended) {
+            if (const auto alive = weak.lock()) alive->acceptNotModified(*sentTag, ccrToken, std::move(ended));
+          };
+        }
         request.completion = std::move(done);
         core->sendSettingsRequest(std::move(request));
       },
       std::move(completion));
+}
+
+// A 304 speaks of the document that the request named. When the settings were replaced meanwhile, that is not the one in
+// use any more, and the document has to be fetched whole.
+void ManagerCore::acceptNotModified(const std::string& sentTag, const std::string& ccrToken, Completion completion) {
+  bool inUse = false;
+  {
+    const platform::MutexLock lock(fieldsMutex_);
+    inUse = documentTag_ == sentTag;
+  }
+  if (inUse) {
+    completion(nullptr);
+  } else {
+    getSettings(ccrToken, Condition::unconditional, std::move(completion));
+  }
 }
 
 void ManagerCore::retryFetchSettings(const std::string& ccrToken, Condition condition, Completion completion,

@@ -381,6 +381,21 @@ TEST_F(ChangesTest, AFetchThatWentOutBeforeAConfirmationPutsNothingOldBack) {
                                   R"(PATCH if "old" {"common":{"on":false}})", "GET"));
 }
 
+TEST_F(ChangesTest, ANotModifiedThatSpeaksOfReplacedSettingsLeadsToAWholeFetch) {
+  givenSettings();
+  world.whenServiceAnswers({Answer(304).delayed(seconds(2)), Answer(200).tag("\"1\"")});
+  Call& call = world.fetch();
+  world.advance(seconds(1));
+  world.manager->setLocalFilePath("/settings/missing.plist");
+  world.manager->updateLocalSettings();
+  EXPECT_EQ(world.manager->currentSettings(), std::nullopt);
+  world.runUntilIdle();
+  EXPECT_THAT(sent(), ElementsAre(R"(GET if not "1")", "GET"));
+  EXPECT_EQ(call.result(), "success");
+  EXPECT_EQ(call.completions, 1);
+  EXPECT_EQ(world.manager->getStringValue("common.name"), "service");
+}
+
 TEST_F(ChangesTest, TheLastOfManyStatusesDecidesAboutAPushId) {
   struct Case {
     std::vector<Answer> answers;

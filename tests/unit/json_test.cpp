@@ -179,16 +179,16 @@ TEST(JsonReader, SharesLongKeys) {
   EXPECT_EQ(keyIn(0), keyIn(1));
 }
 
-// A million members must not cost a million times a search.
+// Many members must not cost a search of all of them each.
 TEST(JsonReader, ManyKeysAndEqualKeysAreLinear) {
   std::string different = "{", equal = "{";
-  for (int i = 0; i < 1'000'000; ++i) {
+  for (int i = 0; i < 200'000; ++i) {
     different += "\"scheduledScanKey" + std::to_string(i) + "\":0,";
     equal += "\"scheduledScanInterval\":" + std::to_string(i) + ",";
   }
   different.back() = equal.back() = '}';
-  EXPECT_EQ(valueOf(different).map()->size(), 1'000'000U);
-  EXPECT_EQ(valueOf(equal), (Map{{"scheduledScanInterval", 999'999}}));
+  EXPECT_EQ(valueOf(different).map()->size(), 200'000U);
+  EXPECT_EQ(valueOf(equal), (Map{{"scheduledScanInterval", 199'999}}));
 }
 
 TEST(JsonWriter, Writes) {

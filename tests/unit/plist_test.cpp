@@ -296,14 +296,14 @@ TEST(Plist, NestingIsLimitedAlikeInBothDirections) {
 // A million members, attributes or pieces of text must not cost a million times a search.
 TEST(PlistReader, ManyOfAnythingIsLinear) {
   std::string keys = "<dict>", attributes = "<true", pieces = "<string>";
-  for (int i = 0; i < 1'000'000; ++i) {
+  for (int i = 0; i < 200'000; ++i) {
     keys += "<key>scheduledScanInterval</key><integer>" + std::to_string(i) + "</integer>";
     attributes += " a" + std::to_string(i) + "=''";
     pieces += i % 2 == 0 ? "&lt;" : "<!-->--><![CDATA[]]>";
   }
-  EXPECT_EQ(valueOf(document(keys + "</dict>")), (Map{{"scheduledScanInterval", 999'999}}));
+  EXPECT_EQ(valueOf(document(keys + "</dict>")), (Map{{"scheduledScanInterval", 199'999}}));
   EXPECT_EQ(valueOf(document(attributes + "/>")), Value(true));
-  EXPECT_EQ(valueOf(document(pieces + "</string>")), Value(std::string(500'000, '<')));
+  EXPECT_EQ(valueOf(document(pieces + "</string>")), Value(std::string(100'000, '<')));
 }
 
 TEST(Plist, WhatIsWrittenReadsBackEqual) {
