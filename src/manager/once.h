@@ -8,8 +8,8 @@
 
 namespace qlczephra {
 
-// Wraps `callback` so that only its first call counts, whichever thread makes it. Copies count as one. What it captured is
-// freed with the first call, however long the host keeps its copy.
+// Wraps `callback` so that only its first call counts, whichever thread makes it. Copies count as one. What it captured
+// is freed with the first call, however long the host keeps its copy.
 template <typename Callback>
 [[nodiscard]] auto onlyOnce(Callback callback) {
   struct State {

@@ -88,7 +88,8 @@ void ManagerCore::getSettings(const std::string& ccrToken, Condition condition, 
   }
   if (sentTag) headers.emplace("If-None-Match", *sentTag);
   runRequestWithURL(
-      [weak = weak(), headers = std::move(headers), sentTag, ccrToken, condition](const std::string& base, Completion done) {
+      [weak = weak(), headers = std::move(headers), sentTag, ccrToken, condition](const std::string& base,
+                                                                                  Completion done) {
         const auto core = weak.lock();
         if (core == nullptr) return;
         ServiceRequest request;
@@ -118,8 +119,8 @@ void ManagerCore::getSettings(const std::string& ccrToken, Condition condition, 
       std::move(completion));
 }
 
-// A 304 speaks of the document that the request named. When the settings were replaced meanwhile, that is not the one in
-// use any more, and the document has to be fetched whole.
+// A 304 speaks of the document that the request named. When the settings were replaced meanwhile, that is not the one
+// in use any more, and the document has to be fetched whole.
 void ManagerCore::acceptNotModified(const std::string& sentTag, const std::string& ccrToken, Completion completion) {
   bool inUse = false;
   {

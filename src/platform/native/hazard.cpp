@@ -33,7 +33,9 @@ struct Domain {
   bool scheduled QLCZ_GUARDED_BY(mutex) = false;
 };
 
-long membarrier(int command) noexcept { return syscall(SYS_membarrier, command, 0, 0); }
+long membarrier(int command) noexcept {
+  return syscall(SYS_membarrier, command, 0, 0);
+}
 
 Domain& domain() {
   static Domain* const instance = [] {

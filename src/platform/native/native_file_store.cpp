@@ -18,7 +18,9 @@ FileStatus failure(int error) noexcept {
   return {missing ? FileStatus::Kind::missing : FileStatus::Kind::unavailable, error};
 }
 
-FileStatus statusOf(int result) noexcept { return result < 0 ? failure(errno) : FileStatus{}; }
+FileStatus statusOf(int result) noexcept {
+  return result < 0 ? failure(errno) : FileStatus{};
+}
 
 // A descriptor that is closed when its owner goes.
 class Descriptor {
@@ -35,7 +37,9 @@ class Descriptor {
   int descriptor_;
 };
 
-int descriptorOf(FileStore::Handle handle) noexcept { return static_cast<int>(handle); }
+int descriptorOf(FileStore::Handle handle) noexcept {
+  return static_cast<int>(handle);
+}
 
 }  // namespace
 
@@ -86,15 +90,21 @@ FileStatus NativeFileStore::write(Handle handle, std::string_view content) {
   return {};
 }
 
-FileStatus NativeFileStore::flush(Handle handle) { return statusOf(::fdatasync(descriptorOf(handle))); }
+FileStatus NativeFileStore::flush(Handle handle) {
+  return statusOf(::fdatasync(descriptorOf(handle)));
+}
 
-FileStatus NativeFileStore::close(Handle handle) { return statusOf(::close(descriptorOf(handle))); }
+FileStatus NativeFileStore::close(Handle handle) {
+  return statusOf(::close(descriptorOf(handle)));
+}
 
 FileStatus NativeFileStore::rename(const std::string& from, const std::string& to) {
   return statusOf(::rename(from.c_str(), to.c_str()));
 }
 
-FileStatus NativeFileStore::remove(const std::string& path) { return statusOf(::unlink(path.c_str())); }
+FileStatus NativeFileStore::remove(const std::string& path) {
+  return statusOf(::unlink(path.c_str()));
+}
 
 FileStatus NativeFileStore::flushDirectory(const std::string& path) {
   const Descriptor directory(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));

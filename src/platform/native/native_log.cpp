@@ -81,10 +81,14 @@ NativeLog& instance() {
 
 }  // namespace
 
-Log& nativeLog() noexcept { return instance(); }
+Log& nativeLog() noexcept {
+  return instance();
+}
 
 }  // namespace platform
 
-void setLogSink(LogSink sink) { platform::instance().setSink(std::move(sink)); }
+void setLogSink(LogSink sink) {
+  platform::instance().setSink(std::move(sink));
+}
 
 }  // namespace qlczephra

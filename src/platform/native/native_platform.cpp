@@ -15,9 +15,13 @@ NativePlatform::NativePlatform()
                                   [pool = pool_] { return pool->hostCodeBegins(); },
                                   [pool = pool_] { pool->hostCodeEnds(); }, &nativeLog()}) {}
 
-std::shared_ptr<SerialQueue> NativePlatform::makeSerialQueue(const std::string&) { return pool_->makeSerialQueue(); }
+std::shared_ptr<SerialQueue> NativePlatform::makeSerialQueue(const std::string&) {
+  return pool_->makeSerialQueue();
+}
 
-Log& NativePlatform::log() { return nativeLog(); }
+Log& NativePlatform::log() {
+  return nativeLog();
+}
 
 std::uint32_t NativePlatform::secureRandom() {
   std::uint32_t result = 0;

@@ -10,19 +10,21 @@ namespace qlczephra::platform {
 
 PoolSerialQueue::PoolSerialQueue(std::shared_ptr<WorkerPool> pool) : state_(std::make_shared<State>(pool)) {}
 
-void PoolSerialQueue::post(Task task) { append(state_, std::move(task)); }
+void PoolSerialQueue::post(Task task) {
+  append(state_, std::move(task));
+}
 
 void PoolSerialQueue::postAfter(std::chrono::seconds delay, Task task) {
-  constexpr std::chrono::seconds longest = std::chrono::duration_cast<std::chrono::seconds>(std::chrono::nanoseconds::max());
+  constexpr std::chrono::seconds longest =
+      std::chrono::duration_cast<std::chrono::seconds>(std::chrono::nanoseconds::max());
   if (delay <= std::chrono::seconds::zero()) {
     append(state_, std::move(task));
     return;
   }
   const auto pool = state_->pool.lock();
   if (pool == nullptr) return;
-  pool->postAfter(std::min(delay, longest), [state = state_, task = std::move(task)]() mutable {
-    append(state, std::move(task));
-  });
+  pool->postAfter(std::min(delay, longest),
+                  [state = state_, task = std::move(task)]() mutable { append(state, std::move(task)); });
 }
 
 void PoolSerialQueue::append(const std::shared_ptr<State>& state, Task task) {

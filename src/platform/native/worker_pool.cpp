@@ -33,9 +33,13 @@ void run(Task& task) noexcept {
 
 thread_local WorkerPool::Worker* WorkerPool::currentWorker = nullptr;
 
-WorkerPool::~WorkerPool() { stop(); }
+WorkerPool::~WorkerPool() {
+  stop();
+}
 
-void WorkerPool::post(Task task) { postAfter(std::chrono::nanoseconds::zero(), std::move(task)); }
+void WorkerPool::post(Task task) {
+  postAfter(std::chrono::nanoseconds::zero(), std::move(task));
+}
 
 void WorkerPool::postAfter(std::chrono::nanoseconds delay, Task task) {
   const MutexLock lock(mutex_);

@@ -28,7 +28,8 @@ class WorkerPool : public WorkerQueue, public std::enable_shared_from_this<Worke
   void postAt(std::chrono::system_clock::time_point deadline, Task task) override;
   [[nodiscard]] std::shared_ptr<SerialQueue> makeSerialQueue();
 
-  // Bracket host code on the calling thread; no effect on threads that are not the pool's. False once stop() was called.
+  // Bracket host code on the calling thread; no effect on threads that are not the pool's. False once stop() was
+  // called.
   bool hostCodeBegins() noexcept;
   void hostCodeEnds() noexcept;
 
