@@ -124,14 +124,14 @@ TEST_F(HttpFailures, AStallEndsTheTransferInWhateverStage) {
   // All at once: none waits for another.
   const auto begun = std::chrono::steady_clock::now();
   std::vector<std::future<HttpOutcome>> outcomes;
-  for (const Case& test : cases) outcomes.push_back(begin(impatient(test.request, 800ms)));
+  for (const Case& test : cases) outcomes.push_back(begin(impatient(test.request, 1500ms)));
   for (std::size_t i = 0; i < outcomes.size(); ++i) {
     const HttpOutcome outcome = end(std::move(outcomes[i]));
     EXPECT_EQ(statusOf(outcome), cases[i].status) << cases[i].name;
     EXPECT_TRUE(outcome.failure) << cases[i].name;
   }
   const auto elapsed = std::chrono::steady_clock::now() - begun;
-  EXPECT_GE(elapsed, 800ms);
+  EXPECT_GE(elapsed, 1500ms);
   EXPECT_LT(elapsed, 8s);
   gate->opener.set_value();
 }
@@ -144,8 +144,8 @@ TEST_F(HttpFailures, WhatCrawlsSucceeds) {
   };
   const RawServer plain(crawl);
   const RawServer tls(crawl, authority_.issue());
-  auto first = begin(impatient(get(plain.url()), 1s));
-  auto second = begin(impatient(get(tls.url()), 1s));
+  auto first = begin(impatient(get(plain.url()), 1500ms));
+  auto second = begin(impatient(get(tls.url()), 1500ms));
   for (auto* outcome : {&first, &second}) {
     const HttpOutcome got = end(std::move(*outcome));
     EXPECT_EQ(got.failure, std::nullopt);
@@ -230,7 +230,7 @@ TEST_F(HttpFailures, StopWaitsForNothingAndLeavesNothing) {
 
     const auto begun = std::chrono::steady_clock::now();
     session().stop();
-    EXPECT_LT(std::chrono::steady_clock::now() - begun, 1s);
+    EXPECT_LT(std::chrono::steady_clock::now() - begun, 5s);
     session().send(get(mute.url()), [&](const HttpOutcome&) { ++completions; });
     session().stop();
     EXPECT_TRUE(eventually([&] { return captured.expired(); })) << "the completions are destroyed";
