@@ -5,8 +5,8 @@
 namespace qlczephra::sim {
 
 std::string_view nameOf(DiskCall::Operation operation) noexcept {
-  constexpr std::array<std::string_view, 9> names = {"read",   "create", "write",           "flush", "close",
-                                                     "rename", "remove", "flush directory", "list"};
+  constexpr std::array<std::string_view, 8> names = {"read",  "create", "write",  "flush",
+                                                     "close", "rename", "remove", "flush directory"};
   return names[static_cast<std::size_t>(operation)];
 }
 

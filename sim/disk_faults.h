@@ -13,7 +13,7 @@
 namespace qlczephra::sim {
 
 struct DiskCall {
-  enum class Operation : std::uint8_t { read, create, write, flush, close, rename, remove, flushDirectory, list };
+  enum class Operation : std::uint8_t { read, create, write, flush, close, rename, remove, flushDirectory };
   std::uint64_t number = 0;  // 1 for the first call of the process
   Operation operation = Operation::read;
   std::string path;  // of a rename, where the file goes

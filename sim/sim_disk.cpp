@@ -108,16 +108,6 @@ FileStatus SimDisk::flushDirectory(const std::string& path) {
   return {};
 }
 
-FileStatus SimDisk::list(const std::string& directory, std::vector<std::string>& names) {
-  names.clear();
-  if (const auto failed = begin(Operation::list, directory)) return *failed;
-  if (!directories_.contains(directory)) return failure(ENOENT);
-  for (const auto& [path, file] : names_) {
-    if (directoryOf(path) == directory) names.push_back(path.substr(path.rfind('/') + 1));
-  }
-  return {};
-}
-
 void SimDisk::NameChange::applyTo(Names& names) const {
   // Where an earlier change did not happen, the old name may be another file's.
   if (const auto found = names.find(from); found != names.end() && found->second == file) names.erase(found);

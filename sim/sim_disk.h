@@ -40,7 +40,6 @@ class SimDisk : public platform::FileStore {
   platform::FileStatus rename(const std::string& from, const std::string& to) override;
   platform::FileStatus remove(const std::string& path) override;
   platform::FileStatus flushDirectory(const std::string& path) override;
-  platform::FileStatus list(const std::string& directory, std::vector<std::string>& names) override;
 
   DiskFaults faults;
 

@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace qlczephra::platform {
 
@@ -40,7 +39,6 @@ class FileStore {
   virtual FileStatus rename(const std::string& from, const std::string& to) = 0;  // replaces `to`, a link included
   virtual FileStatus remove(const std::string& path) = 0;
   virtual FileStatus flushDirectory(const std::string& path) = 0;  // names made, changed and removed in it are durable
-  virtual FileStatus list(const std::string& directory, std::vector<std::string>& names) = 0;
 };
 
 }  // namespace qlczephra::platform

@@ -1,6 +1,5 @@
 #include "platform/native/native_file_store.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -110,21 +109,6 @@ FileStatus NativeFileStore::flushDirectory(const std::string& path) {
   const Descriptor directory(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (directory.get() < 0) return failure(errno);
   return statusOf(::fsync(directory.get()));
-}
-
-FileStatus NativeFileStore::list(const std::string& directory, std::vector<std::string>& names) {
-  names.clear();
-  DIR* stream = ::opendir(directory.c_str());
-  if (stream == nullptr) return failure(errno);
-  errno = 0;
-  while (const dirent* entry = ::readdir(stream)) {
-    const std::string_view name = entry->d_name;
-    if (name != "." && name != "..") names.emplace_back(name);
-    errno = 0;
-  }
-  const FileStatus result = errno == 0 ? FileStatus{} : failure(errno);
-  ::closedir(stream);
-  return result;
 }
 
 }  // namespace qlczephra::platform

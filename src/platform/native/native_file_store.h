@@ -15,7 +15,6 @@ class NativeFileStore : public FileStore {
   FileStatus rename(const std::string& from, const std::string& to) override;
   FileStatus remove(const std::string& path) override;
   FileStatus flushDirectory(const std::string& path) override;
-  FileStatus list(const std::string& directory, std::vector<std::string>& names) override;
 };
 
 }  // namespace qlczephra::platform
