@@ -1,5 +1,7 @@
 #include "platform/native/worker_pool.h"
 
+#include <pthread.h>
+
 #include <algorithm>
 #include <limits>
 #include <system_error>
@@ -119,6 +121,7 @@ void WorkerPool::joinEnded() {
 }
 
 void WorkerPool::work(Worker& self) {
+  pthread_setname_np(pthread_self(), "qlczephra-work");
   currentWorker = &self;
   Task task;
   while (takeTask(task)) run(task);
