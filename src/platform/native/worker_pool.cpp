@@ -46,7 +46,9 @@ void WorkerPool::post(Task task) {
 void WorkerPool::postAfter(std::chrono::nanoseconds delay, Task task) {
   const MutexLock lock(mutex_);
   if (stopping_) return;
-  while (running_ < permanentWorkers) startWorker();
+  // Where no thread can be had, the task waits for one of those there are, or for the next post.
+  while (running_ < permanentWorkers && startWorker()) {
+  }
   if (delay <= std::chrono::nanoseconds::zero()) {
     ready_.push_back(std::move(task));
   } else {
@@ -80,12 +82,7 @@ bool WorkerPool::hostCodeBegins() noexcept {
   if (stopping_) return false;
   if (currentWorker == nullptr || currentWorker->hostDepth++ > 0) return true;
   ++inHostCode_;
-  if (freeWorkers() == 0 && running_ < maximumWorkers) {
-    try {
-      startWorker();
-    } catch (const std::system_error&) {  // no more threads to be had: the queue waits for one of those there are
-    }
-  }
+  if (freeWorkers() == 0 && running_ < maximumWorkers) static_cast<void>(startWorker());
   return true;
 }
 
@@ -95,18 +92,19 @@ void WorkerPool::hostCodeEnds() noexcept {
   if (--currentWorker->hostDepth == 0) --inHostCode_;
 }
 
-void WorkerPool::startWorker() {
+bool WorkerPool::startWorker() {
   joinEnded();
   const BlockedSignals blocked;
-  Worker& worker = workers_.emplace_back();
   try {
+    Worker& worker = workers_.emplace_back();
     // The thread holds the pool, so that one that is still inside host code at the end has all that it needs.
     worker.thread = std::thread([self = shared_from_this(), &worker] { self->work(worker); });
-  } catch (...) {
+  } catch (const std::system_error&) {
     workers_.pop_back();
-    throw;
+    return false;
   }
   ++running_;
+  return true;
 }
 
 void WorkerPool::joinEnded() {

@@ -49,7 +49,7 @@ class WorkerPool : public WorkerQueue, public std::enable_shared_from_this<Worke
   WorkerPool() = default;
   void work(Worker& self);
   [[nodiscard]] bool takeTask(Task& task) QLCZ_EXCLUDES(mutex_);
-  void startWorker() QLCZ_REQUIRES(mutex_);
+  bool startWorker() QLCZ_REQUIRES(mutex_);  // false when the system has no thread to give
   void joinEnded() QLCZ_REQUIRES(mutex_);
   [[nodiscard]] std::size_t freeWorkers() const QLCZ_REQUIRES(mutex_) { return running_ - inHostCode_; }
 
