@@ -23,7 +23,7 @@ class Chain {
       const auto* bytes = reinterpret_cast<const unsigned char*>(der.data());
       Certificate certificate(d2i_X509(nullptr, &bytes, static_cast<long>(der.size())), X509_free);
       if (certificate == nullptr || sk_X509_push(certificates_, certificate.get()) == 0) return;
-      certificate.release();
+      static_cast<void>(certificate.release());  // the stack owns it now
     }
     complete_ = !encoded.empty();
   }

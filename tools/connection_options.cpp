@@ -76,7 +76,7 @@ Host ConnectionOptions::connect() const {
   if (product_.empty()) throw Misuse("there is no product name for the service; give it with --product NAME");
   if (QLCAppInfo(product_, userAgent_).zephraSettingsURL(service_).empty()) {
     throw Misuse("no service address follows from --service " + service_ + " and --product " + product_ +
-                 "; give a URL like https://service.example and a product name other than \".\" and \"..\"");
+                 "; give a URL like https://service.example and a product name other than '.' and '..'");
   }
   refuseControlCharacters(userAgent_, "the User-Agent", "give plain text with --user-agent");
   const std::string token = this->token();

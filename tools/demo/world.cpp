@@ -1,7 +1,6 @@
-#include <stdlib.h>
-
 #include <cerrno>
 #include <charconv>
+#include <cstdlib>
 #include <filesystem>
 #include <system_error>
 
