@@ -10,10 +10,10 @@ struct Token : QLCZephraAuthenticationDelegate {
 };
 
 struct ServiceURL : QLCServicesURLsProviderProtocol {
-  explicit ServiceURL(std::string url) : url(std::move(url)) {}
-  void getURLForService(std::uint64_t, URLCallback answer) override { answer(nullptr, url); }
+  explicit ServiceURL(std::string url) : base(std::move(url)) {}
+  void getURLForService(std::uint64_t, URLCallback answer) override { answer(nullptr, base); }
   void respondToChallenge(const ServerTrust&, ChallengeCallback) override {}
-  std::string url;
+  std::string base;
 };
 
 int main(int, char** arguments) {
