@@ -41,7 +41,7 @@ TEST(SettingsDocument, NeedsASchemaForCommonAndMacos) {
   for (const auto& [document, tree] : cases) {
     const auto interpreted = SettingsDocument::interpret(mapFromJson(document));
     ASSERT_EQ(interpreted.has_value(), tree != nullptr) << document;
-    if (interpreted) EXPECT_EQ(interpreted->effectiveTree(Map(), Map()), mapFromJson(tree)) << document;
+    if (interpreted) EXPECT_EQ(interpreted->effectiveTree({}), mapFromJson(tree)) << document;
   }
 }
 
@@ -110,11 +110,11 @@ TEST(SettingsDocument, LayersLieOverEachOtherInOrder) {
       mapFromJson(R"({"common": {"c": 2, "d": 2, "locked": 2}, "macos": {"a": 2}, "windows": {"a": 2}})");
   const Map patch = mapFromJson(R"({"common": {"d": 3, "on": "maybe"}, "macos": 3})");
   ASSERT_TRUE(document);
-  EXPECT_EQ(document->effectiveTree(sending, patch), mapFromJson(R"({
+  EXPECT_EQ(document->effectiveTree({&sending, &patch}), mapFromJson(R"({
     "common": {"v": {"a": {"v": 0, "ro": false}, "b": {"v": 1}, "c": {"v": 2}, "d": {"v": 3},
                      "locked": {"v": 0, "ro": true}, "broken": {}, "on": {"v": true}}},
     "macos": {"v": {"a": {"v": 2}}}})"));
-  EXPECT_EQ(document->effectiveTree(Map(), Map()).find("macos")->map()->find("ro")->boolean(), false)
+  EXPECT_EQ(document->effectiveTree({}).find("macos")->map()->find("ro")->boolean(), false)
       << "a section without values stays as the schema made it";
 }
 
