@@ -121,7 +121,7 @@ void SimDisk::change(NameChange change) {
 
 void SimDisk::put(const std::string& path, std::string content) {
   directories_.insert(directoryOf(path));
-  auto file = std::make_shared<File>(File{content, content});
+  auto file = std::make_shared<File>(File{content, std::move(content)});
   names_[path] = file;
   durableNames_[path] = std::move(file);
 }

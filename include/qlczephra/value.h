@@ -281,7 +281,7 @@ class QLCZEPHRA_EXPORT Value {
   [[nodiscard]] Tag tag() const noexcept { return static_cast<Tag>(tag_ & 0x0FU); }
   [[nodiscard]] bool isShared() const noexcept { return tag() >= Tag::sharedString; }
   void retainShared() const noexcept {
-    detail::SharedBlock* block = load<detail::SharedBlock*>();
+    auto* block = load<detail::SharedBlock*>();
     if (block != nullptr) detail::retain(block);
   }
   void releaseShared() noexcept {

@@ -41,6 +41,7 @@ QLCZephraManager::QLCZephraManager(std::shared_ptr<QLCAppInfo> appInfo,
 
 QLCZephraManager::QLCZephraManager(std::shared_ptr<QLCAppInfo> appInfo,
                                    std::shared_ptr<QLCServicesURLsProviderProtocol> urlsProvider,
+                                   // NOLINTNEXTLINE(performance-unnecessary-value-param): as in the other constructor
                                    std::shared_ptr<QLCZephraAuthenticationDelegate> authDelegate,
                                    platform::Platform& platform) {
   if (appInfo == nullptr || urlsProvider == nullptr || authDelegate == nullptr) {

@@ -47,6 +47,7 @@ class detail::Disposal::Chain {
     add(block, isMap);
     while (head_ != 0) {
       const bool map = (head_ & 1U) != 0;
+      // NOLINTNEXTLINE(performance-no-int-to-ptr): the link is a pointer but for its lowest bit
       auto* doomed = reinterpret_cast<ContainerBlock*>(head_ & ~std::uintptr_t{1});
       head_ = doomed->references;
       if (map) {

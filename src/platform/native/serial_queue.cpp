@@ -8,7 +8,7 @@
 
 namespace qlczephra::platform {
 
-PoolSerialQueue::PoolSerialQueue(std::shared_ptr<WorkerPool> pool) : state_(std::make_shared<State>(pool)) {}
+PoolSerialQueue::PoolSerialQueue(const std::shared_ptr<WorkerPool>& pool) : state_(std::make_shared<State>(pool)) {}
 
 void PoolSerialQueue::post(Task task) {
   append(state_, std::move(task));

@@ -14,7 +14,7 @@ class WorkerPool;
 
 class PoolSerialQueue : public SerialQueue {
  public:
-  explicit PoolSerialQueue(std::shared_ptr<WorkerPool> pool);
+  explicit PoolSerialQueue(const std::shared_ptr<WorkerPool>& pool);
   void post(Task task) override;
   void postAfter(std::chrono::seconds delay, Task task) override;
 
