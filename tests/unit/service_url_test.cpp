@@ -59,8 +59,9 @@ TEST(ServiceURL, ProductNameIsOneSegment) {
   QLCAppInfo info("first", "U");
   for (const auto& [product, segment] : cases) {
     info.setProductName(product);
-    EXPECT_EQ(info.zephraSettingsURL("http://a.test"),
-              segment == nullptr ? std::string() : std::string("http://a.test") + api + segment + "/settings");
+    std::string expected;
+    if (segment != nullptr) expected.append("http://a.test").append(api).append(segment).append("/settings");
+    EXPECT_EQ(info.zephraSettingsURL("http://a.test"), expected);
   }
 }
 

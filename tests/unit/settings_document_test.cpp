@@ -41,7 +41,9 @@ TEST(SettingsDocument, NeedsASchemaForCommonAndMacos) {
   for (const auto& [document, tree] : cases) {
     const auto interpreted = SettingsDocument::interpret(mapFromJson(document));
     ASSERT_EQ(interpreted.has_value(), tree != nullptr) << document;
-    if (interpreted) EXPECT_EQ(interpreted->effectiveTree({}), mapFromJson(tree)) << document;
+    if (interpreted) {
+      EXPECT_EQ(interpreted->effectiveTree({}), mapFromJson(tree)) << document;
+    }
   }
 }
 

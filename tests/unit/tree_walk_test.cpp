@@ -75,7 +75,9 @@ TEST(TreeWalk, FindsValuesAndFlags) {
   for (const auto& [path, value, readonly] : cases) {
     const Value* found = valueAt(tree(), path);
     ASSERT_EQ(found != nullptr, value != nullptr) << path;
-    if (found != nullptr) EXPECT_EQ(*found, fromJson(value)) << path;
+    if (found != nullptr) {
+      EXPECT_EQ(*found, fromJson(value)) << path;
+    }
     EXPECT_EQ(isReadonlyAt(tree(), path), readonly) << path;
   }
   EXPECT_EQ(valueAt(Map(), "common"), nullptr);
