@@ -49,14 +49,15 @@ TEST_F(RealManagerTest, OfTwoFetchesAtOnceTheSecondIsRefusedAndTheFirstGoesOn) {
 
 TEST_F(RealManagerTest, ACompletionMayReadAndFetchAgain) {
   constexpr int rounds = 30;
+  int round = 0;
   const auto manager = makeManager();
   Signal done;
   std::function<void(const ErrorRef&)> next = [&](const ErrorRef& error) {
     EXPECT_EQ(error, nullptr);
     EXPECT_EQ(manager->getBoolValue("common.time.curfew.enabled"), true);
     manager->clearCCRToken();
-    done.raise();
-    if (done.raised() < rounds) manager->fetchRemoteSettings(next);
+    if (++round < rounds) manager->fetchRemoteSettings(next);
+    done.raise();  // last: after the last round the test goes on, and its objects go
   };
   manager->fetchRemoteSettings(next);
   EXPECT_TRUE(done.wait(rounds));
