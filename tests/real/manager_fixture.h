@@ -9,6 +9,8 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <system_error>
+#include <thread>
 #include <utility>
 
 #include "qlczephra/qlczephra.h"
@@ -70,7 +72,7 @@ class RealManagerTest : public testing::Test {
   }
   ~RealManagerTest() override {
     server_.stop();
-    std::filesystem::remove_all(directory_);
+    removeDirectory();
     setLogSink({});
   }
 
@@ -96,6 +98,17 @@ class RealManagerTest : public testing::Test {
     });
     EXPECT_TRUE(done.wait());
     return result;
+  }
+
+  // A reply that was being handled when its manager went may still be replacing a file.
+  void removeDirectory() {
+    std::error_code error;
+    for (int tries = 0; tries < 1000; ++tries) {
+      std::filesystem::remove_all(directory_, error);
+      if (!error) return;
+      std::this_thread::sleep_for(1ms);
+    }
+    ADD_FAILURE() << error.message();
   }
 
   service::Service service_;
