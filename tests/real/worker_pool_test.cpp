@@ -162,7 +162,7 @@ TEST_F(WorkerPoolTest, AWallClockDeadlineThatHasPassedRunsAtOnce) {
   EXPECT_TRUE(done.wait());
 }
 
-TEST_F(WorkerPoolTest, DISABLED_StopDropsWhatWaitsAndDoesNotWaitForHostCode) {
+TEST_F(WorkerPoolTest, StopDropsWhatWaitsAndDoesNotWaitForHostCode) {
   const auto captured = std::make_shared<int>(0);
   Countdown inside(1);
   Countdown release(1);
