@@ -46,8 +46,8 @@ struct CurlHttpSession::Network {
 CurlHttpSession::CurlHttpSession(NativeHttpEnvironment environment, HttpSessionOptions options)
     : environment_(std::move(environment)), options_(std::move(options)) {
   // OpenSSL's clean-up at exit must not come before that of the object that owns this session: what is registered
-  // later runs earlier.
-  OPENSSL_init_crypto(0, nullptr);
+  // later runs earlier. The option is there because a call without any returns at once and registers nothing.
+  OPENSSL_init_crypto(OPENSSL_INIT_LOAD_CRYPTO_STRINGS, nullptr);
 }
 
 CurlHttpSession::~CurlHttpSession() {
