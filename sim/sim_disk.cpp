@@ -32,7 +32,10 @@ void SimDisk::atCall(std::uint64_t number, std::function<void()> action) {
 
 std::optional<FileStatus> SimDisk::begin(Operation operation, const std::string& path) {
   const DiskCall call{++calls_, operation, path};
-  if (!stopped_ && action_ && calls_ == actionAt_) std::exchange(action_, nullptr)();
+  if (!stopped_ && action_ && calls_ == actionAt_) {
+    actionRanAt_ = std::string(nameOf(operation)) + " " + path;
+    std::exchange(action_, nullptr)();
+  }
   if (stopped_) return failure(EIO);
   const int error = faults.errorOf(call, random_);
   history_.note("disk", std::string(nameOf(operation)) + " " + path + (error == 0 ? "" : " fails"));

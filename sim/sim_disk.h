@@ -47,6 +47,9 @@ class SimDisk : public platform::FileStore {
   [[nodiscard]] std::uint64_t calls() const noexcept { return calls_; }
   // `action` runs in place of call `number`; it is to end the process, and with it the disk's work (stop()).
   void atCall(std::uint64_t number, std::function<void()> action);
+  void cancelAction() noexcept { action_ = nullptr; }
+  // Operation and path of the call in whose place the action ran; empty while it did not.
+  [[nodiscard]] const std::string& actionRanAt() const noexcept { return actionRanAt_; }
   // From now on every call fails and changes nothing.
   void stop() noexcept { stopped_ = true; }
 
@@ -97,6 +100,7 @@ class SimDisk : public platform::FileStore {
   std::uint64_t calls_ = 0;
   std::uint64_t actionAt_ = 0;
   std::function<void()> action_;
+  std::string actionRanAt_;
   bool stopped_ = false;
 };
 

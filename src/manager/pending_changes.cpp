@@ -104,13 +104,16 @@ void PendingChanges::complainOnce(std::vector<std::string>& errors) {
 Map PendingChanges::record(const Map& change, std::vector<std::string>& errors) {
   if (!files_) return {};
   const MapFileContent patch = files_->readPatch();
-  Map combined = deepMerging(deepMerging(patch.map, unsaved_), change);
+  // What an upload that failed could not have saved either is older than the patch file.
+  const Map older = state_ == State::inFlight ? Map() : unsavedSending_;
+  Map combined = deepMerging(deepMerging(deepMerging(older, patch.map), unsaved_), change);
   const MapFileWritten written =
       patch.state == FileState::unavailable ? MapFileWritten::failed : files_->writePatch(combined, patch, errors);
   switch (written) {
     case MapFileWritten::done:
     case MapFileWritten::unchanged:
       unsaved_ = Map();
+      if (state_ != State::inFlight) unsavedSending_ = Map();
       outage_ = false;
       break;
     case MapFileWritten::failed:
@@ -129,19 +132,22 @@ Map PendingChanges::record(const Map& change, std::vector<std::string>& errors) 
 std::optional<Map> PendingChanges::prepareSending(const MapFileContent& sending, const MapFileContent& patch,
                                                   std::vector<std::string>& errors) {
   const Map waiting = deepMerging(patch.map, unsaved_);
-  if (waiting.empty()) return sending.map;
-  Map toSend = deepMerging(sending.map, waiting);
-  if (sending.state == FileState::missing && unsaved_.empty() && files_->promotePatch()) return toSend;
+  if (waiting.empty() && unsavedSending_.empty()) return sending.map;
+  const Map sentBefore = deepMerging(sending.map, unsavedSending_);
+  Map toSend = deepMerging(sentBefore, waiting);
+  const bool allInPatchFile = sending.state == FileState::missing && unsavedSending_.empty() && unsaved_.empty();
+  if (allInPatchFile && files_->promotePatch()) return toSend;
   if (files_->replaceSending(toSend, sending, patch, errors)) {
+    unsavedSending_ = Map();
     unsaved_ = Map();
     outage_ = false;
     return toSend;
   }
 
   // The disk is full or worse. What is sent must not leave an older value of the same setting waiting in a file, or
-  // that would be sent last: so the sending file goes alone when there is one, and else everything at once.
+  // that would be sent last: so what was sent before goes alone when there is any, and else everything at once.
   complainOnce(errors);
-  if (!sending.map.empty()) return sending.map;
+  if (!sentBefore.empty()) return sentBefore;
   const bool patchIsOutOfTheWay = patch.map.empty() || (sending.state == FileState::missing && files_->promotePatch());
   if (!patchIsOutOfTheWay) return std::nullopt;
   unsavedSending_ = std::exchange(unsaved_, Map());
@@ -150,6 +156,7 @@ std::optional<Map> PendingChanges::prepareSending(const MapFileContent& sending,
 
 PendingChanges::Start PendingChanges::startUpload(std::vector<std::string>& errors) {
   if (!files_ || state_ != State::idle) return {};
+  files_->removeLeftovers();
   const MapFileContent sending = files_->readSending();
   const MapFileContent patch = files_->readPatch();
   std::optional<Map> toSend;
@@ -182,7 +189,6 @@ PendingChanges::Pause PendingChanges::beginPause() {
 
 std::optional<PendingChanges::Pause> PendingChanges::refuse(const Upload& upload) {
   if (state_ != State::inFlight || upload.number != uploads_) return std::nullopt;
-  unsaved_ = deepMerging(std::exchange(unsavedSending_, Map()), unsaved_);
   return beginPause();
 }
 
@@ -201,7 +207,6 @@ void PendingChanges::claimReturned(std::uint64_t upload) {
     {
       const platform::MutexLock lock(self->patchLock_);
       if (self->state_ != State::inFlight || upload != self->uploads_) return;
-      self->unsaved_ = deepMerging(std::exchange(self->unsavedSending_, Map()), self->unsaved_);
       self->state_ = State::idle;
     }
     self->askSenders();

@@ -118,7 +118,8 @@ class PendingChanges : public std::enable_shared_from_this<PendingChanges> {
   std::uint64_t pauses_ QLCZ_GUARDED_BY(patchLock_) = 0;
   std::int64_t refusalsInRow_ QLCZ_GUARDED_BY(patchLock_) = 0;
 
-  // Changes that are in no file because the disk failed: those that wait, and those of the upload in flight.
+  // Changes that are in no file because the disk failed: those that wait, newer than the patch file; and those that
+  // were handed to an upload and not confirmed yet, newer than the sending file and older than the patch file.
   Map unsaved_ QLCZ_GUARDED_BY(patchLock_);
   Map unsavedSending_ QLCZ_GUARDED_BY(patchLock_);
   bool outage_ QLCZ_GUARDED_BY(patchLock_) = false;

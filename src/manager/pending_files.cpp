@@ -18,13 +18,14 @@ PendingFiles::PendingFiles(platform::FileStore& files, std::string patchPath, st
   if (other != directories_.front()) directories_.push_back(other);
 }
 
-MapFileContent PendingFiles::read(const std::string& path, Map& last) {
+MapFileContent PendingFiles::read(const std::string& path, Map& last, bool wentOn) {
   MapFileContent content = readMapFile(files_, path);
   if (content.state == State::unavailable) {
     content.map = last;
   } else {
     last = content.map;
   }
+  if (wentOn) content.map = Map();
   return content;
 }
 
@@ -71,7 +72,10 @@ MapFileWritten PendingFiles::write(const std::string& path, const Map& changes, 
 MapFileWritten PendingFiles::writePatch(const Map& changes, const MapFileContent& present,
                                         std::vector<std::string>& errors) {
   const MapFileWritten written = write(patchPath_, changes, present, errors);
-  if (written == MapFileWritten::done) lastPatch_ = changes;
+  if (written == MapFileWritten::done) {
+    lastPatch_ = changes;
+    patchWentOn_ = false;
+  }
   return written;
 }
 
@@ -89,18 +93,29 @@ bool PendingFiles::replaceSending(const Map& changes, const MapFileContent& send
   const MapFileWritten written = write(sendingPath_, changes, sending, errors);
   if (written != MapFileWritten::done && written != MapFileWritten::unchanged) return false;
   lastSending_ = changes;
+  sendingWentOn_ = false;
   if (patch.state == State::missing || !setAsideIfDamaged(patchPath_, patch, errors)) return true;
-  if (patch.state == State::good && files_.remove(patchPath_).ok()) {
-    namesNeedFlush_ = true;
-    lastPatch_ = Map();
-  }
+  if (patch.state == State::good) removePatch();
   return true;
 }
 
+void PendingFiles::removePatch() {
+  patchWentOn_ = files_.remove(patchPath_).kind == platform::FileStatus::Kind::unavailable;
+  if (patchWentOn_) return;
+  namesNeedFlush_ = true;
+  lastPatch_ = Map();
+}
+
 void PendingFiles::removeSending() {
-  if (!files_.remove(sendingPath_).ok()) return;
+  sendingWentOn_ = files_.remove(sendingPath_).kind == platform::FileStatus::Kind::unavailable;
+  if (sendingWentOn_) return;
   namesNeedFlush_ = true;
   lastSending_ = Map();
+}
+
+void PendingFiles::removeLeftovers() {
+  if (patchWentOn_) removePatch();
+  if (sendingWentOn_) removeSending();
 }
 
 void PendingFiles::removeStaleFiles() {

@@ -23,9 +23,10 @@ class PendingFiles {
   PendingFiles(platform::FileStore& files, std::string patchPath, std::string sendingPath);
 
   [[nodiscard]] const std::string& patchPath() const noexcept { return patchPath_; }
-  // What cannot be read now is given as it was last seen.
-  [[nodiscard]] MapFileContent readPatch() { return read(patchPath_, lastPatch_); }
-  [[nodiscard]] MapFileContent readSending() { return read(sendingPath_, lastSending_); }
+  // What cannot be read now is given as it was last seen. A file whose content went on, to the sending file or to the
+  // service, and that could not be removed has an empty map.
+  [[nodiscard]] MapFileContent readPatch() { return read(patchPath_, lastPatch_, patchWentOn_); }
+  [[nodiscard]] MapFileContent readSending() { return read(sendingPath_, lastSending_, sendingWentOn_); }
 
   // Makes `changes` the patch file, durably. `present` is what readPatch() gave.
   [[nodiscard]] MapFileWritten writePatch(const Map& changes, const MapFileContent& present,
@@ -37,14 +38,17 @@ class PendingFiles {
   // were.
   [[nodiscard]] bool replaceSending(const Map& changes, const MapFileContent& sending, const MapFileContent& patch,
                                     std::vector<std::string>& errors);
-  // The service has what the sending file holds. A file that stays in spite of this is sent once more some day.
+  // The service has what the sending file holds. If it cannot be removed, the next process sends it once more.
   void removeSending();
+  // Tries again to remove files whose content went on.
+  void removeLeftovers();
 
   // Sweeps what interrupted replacements left behind.
   void removeStaleFiles();
 
  private:
-  [[nodiscard]] MapFileContent read(const std::string& path, Map& last);
+  [[nodiscard]] MapFileContent read(const std::string& path, Map& last, bool wentOn);
+  void removePatch();
   [[nodiscard]] bool setAsideIfDamaged(const std::string& path, const MapFileContent& content,
                                        std::vector<std::string>& errors);
   [[nodiscard]] MapFileWritten write(const std::string& path, const Map& changes, const MapFileContent& present,
@@ -60,6 +64,8 @@ class PendingFiles {
   bool namesNeedFlush_ = true;  // an earlier process may have left some
   Map lastPatch_;
   Map lastSending_;
+  bool patchWentOn_ = false;
+  bool sendingWentOn_ = false;
   // A file was moved away from its name. The name must not be used again before that is durable: a power cut could keep
   // the later change of the name and undo the earlier one, and with it the moved file.
   bool moveNeedsFlush_ = true;

@@ -283,6 +283,41 @@ TEST_F(ChangesTest, AFullDiskCostsNoChange) {
   EXPECT_EQ(*world.requests().back().request.body, R"({"values":{"common":{"count":7,"name":"b","on":true}}})");
 }
 
+TEST_F(ChangesTest, AChangeThatWasSentFromMemoryAndRefusedDoesNotHideANewerOneInAFile) {
+  givenSettings();
+  world.whenServiceAlwaysAnswers(Answer(403).delayed(seconds(1)));
+  world.world.disk().faults.full = true;
+  world.manager->setSettingValue("common.count", 1);
+  world.manager->setBoolValue("common.on", true);
+  world.advance(milliseconds(500));
+  world.world.disk().faults.full = false;
+  world.manager->setSettingValue("common.count", 2);
+  EXPECT_EQ(patchFile(), R"({"common":{"count":2,"on":true}})");
+  world.advance(seconds(1));
+  world.whenServiceAlwaysAnswers(200);
+  world.runUntilIdle();
+  EXPECT_EQ(*world.requests().back().request.body, R"({"values":{"common":{"count":2,"on":true}}})");
+  EXPECT_EQ(patchFile() + sendingFile(), "nonenone");
+}
+
+TEST_F(ChangesTest, ASendingFileThatCannotBeRemovedIsNotSentAgain) {
+  givenSettings();
+  bool removable = false;
+  world.world.disk().faults.chosen = [&](const sim::DiskCall& call) {
+    return !removable && call.operation == sim::DiskCall::Operation::remove ? EROFS : 0;
+  };
+  world.manager->setSettingValue("common.count", 1);
+  world.runUntilIdle();
+  world.manager->setBoolValue("common.on", true);
+  world.runUntilIdle();
+  EXPECT_THAT(sent(), ElementsAre(R"(PATCH if "1" {"common":{"count":1}})", R"(PATCH {"common":{"on":true}})"));
+  removable = true;
+  world.manager->updateLocalSettings();
+  world.runUntilIdle();
+  EXPECT_THAT(sent(), IsEmpty());
+  EXPECT_EQ(patchFile() + sendingFile(), "nonenone");
+}
+
 TEST_F(ChangesTest, ADamagedFileIsSetAsideBeforeAnythingTakesItsPlace) {
   givenSettings();
   for (int round = 1; round <= 6; ++round) {
