@@ -83,6 +83,7 @@ bool PendingFiles::promotePatch() {
   if (!files_.rename(patchPath_, sendingPath_).ok()) return false;
   namesNeedFlush_ = moveNeedsFlush_ = true;
   lastSending_ = std::exchange(lastPatch_, Map());
+  sendingWentOn_ = false;
   // Until the names are flushed a power cut may bring the patch file back under its old name, which loses nothing.
   static_cast<void>(flushNames());
   return true;
