@@ -8,6 +8,7 @@
 
 #include "document/merge.h"
 #include "manager/backoff.h"
+#include "platform/planted_bug.h"
 
 namespace qlczephra {
 
@@ -104,6 +105,13 @@ void PendingChanges::complainOnce(std::vector<std::string>& errors) {
 Map PendingChanges::record(const Map& change, std::vector<std::string>& errors) {
   if (!files_) return {};
   const MapFileContent patch = files_->readPatch();
+#ifdef QLCZEPHRA_PLANTED_BUGS
+  if (isPlanted(PlantedBug::lockReleased) && whileLockIsReleased) {
+    patchLock_.unlock();
+    whileLockIsReleased();
+    patchLock_.lock();
+  }
+#endif
   // What an upload that failed could not have saved either is older than the patch file.
   const Map older = state_ == State::inFlight ? Map() : unsavedSending_;
   Map combined = deepMerging(deepMerging(deepMerging(older, patch.map), unsaved_), change);
@@ -155,7 +163,7 @@ std::optional<Map> PendingChanges::prepareSending(const MapFileContent& sending,
 }
 
 PendingChanges::Start PendingChanges::startUpload(std::vector<std::string>& errors) {
-  if (!files_ || state_ != State::idle) return {};
+  if (!files_ || (state_ != State::idle && !isPlanted(PlantedBug::secondUpload))) return {};
   files_->removeLeftovers();
   const MapFileContent sending = files_->readSending();
   const MapFileContent patch = files_->readPatch();
@@ -225,7 +233,8 @@ std::shared_ptr<const PendingChanges::Ticket> PendingChanges::takeTicket() {
 
 PendingChanges::Layers PendingChanges::layers(const Ticket& since) {
   if (!files_) return {};
-  return {since.confirmed, deepMerging(files_->readSending().map, unsavedSending_),
+  const Map confirmed = isPlanted(PlantedBug::staleReplyApplied) ? Map() : since.confirmed;
+  return {confirmed, deepMerging(files_->readSending().map, unsavedSending_),
           deepMerging(files_->readPatch().map, unsaved_)};
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/planted_bug.h"
 #include "platform/replace_file.h"
 
 namespace qlczephra {
@@ -30,6 +31,7 @@ MapFileContent PendingFiles::read(const std::string& path, Map& last, bool wentO
 }
 
 bool PendingFiles::flushNames() {
+  if (isPlanted(PlantedBug::namesNotFlushed)) return true;
   if (namesNeedFlush_) {
     namesNeedFlush_ = !std::all_of(directories_.begin(), directories_.end(), [this](const std::string& directory) {
       return files_.flushDirectory(directory).ok();
@@ -91,6 +93,8 @@ bool PendingFiles::promotePatch() {
 
 bool PendingFiles::replaceSending(const Map& changes, const MapFileContent& sending, const MapFileContent& patch,
                                   std::vector<std::string>& errors) {
+  if (isPlanted(PlantedBug::patchRemovedEarly)) static_cast<void>(files_.remove(patchPath_));
+  if (isPlanted(PlantedBug::sendingRemovedEarly)) static_cast<void>(files_.remove(sendingPath_));
   const MapFileWritten written = write(sendingPath_, changes, sending, errors);
   if (written != MapFileWritten::done && written != MapFileWritten::unchanged) return false;
   lastSending_ = changes;

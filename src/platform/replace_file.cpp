@@ -2,6 +2,8 @@
 
 #include <cerrno>
 
+#include "platform/planted_bug.h"
+
 namespace qlczephra::platform {
 
 namespace {
@@ -34,7 +36,7 @@ FileStatus replaceFile(FileStore& files, const std::string& path, std::string_vi
   if (!status.ok()) return status;
 
   status = files.write(handle, content);
-  if (status.ok()) status = files.flush(handle);
+  if (status.ok() && !isPlanted(PlantedBug::flushMissing)) status = files.flush(handle);
   const FileStatus closed = files.close(handle);
   if (status.ok()) status = closed;
   if (status.ok()) status = files.rename(temporary, path);

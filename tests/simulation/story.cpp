@@ -1,7 +1,7 @@
 #include "tests/simulation/story.h"
 
-#include <cerrno>
 #include <chrono>
+#include <utility>
 
 #include "tests/simulation/stage.h"
 
@@ -26,6 +26,12 @@ class Story {
     }
     if (!stage_.violation()) stage_.comeToRest();
     return {stage_.violation(), stage_.history(), stage_.crashPoints(), stage_.changesWritten(), processes_};
+  }
+
+  void otherThreadWrites() {
+    if (std::exchange(otherThreadIsWriting_, true)) return;
+    stage_.write(random_.below(Stage::slots), random_.below(settingPaths.size()));
+    otherThreadIsWriting_ = false;
   }
 
  private:
@@ -146,13 +152,16 @@ class Story {
   double sudden_ = 0;
   double lateness_ = 0;
   bool twoManagers_ = false;
+  bool otherThreadIsWriting_ = false;
   std::uint64_t processes_ = 1;
 };
 
 }  // namespace
 
-StoryOutcome tellStory(std::uint64_t seed) {
-  return Story(seed).tell();
+StoryOutcome tellStory(std::uint64_t seed, const std::function<void(std::function<void()> otherWriter)>& prepare) {
+  Story story(seed);
+  if (prepare) prepare([&story] { story.otherThreadWrites(); });
+  return story.tell();
 }
 
 }  // namespace qlczephra::test

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <set>
 #include <string>
@@ -17,6 +18,9 @@ struct StoryOutcome {
   std::uint64_t processes = 1;
 };
 
-[[nodiscard]] StoryOutcome tellStory(std::uint64_t seed);
+// `prepare` gets a writer for the host's use, which the story calls not by itself: another thread's change of some
+// setting.
+[[nodiscard]] StoryOutcome tellStory(std::uint64_t seed,
+                                     const std::function<void(std::function<void()> otherWriter)>& prepare = {});
 
 }  // namespace qlczephra::test
