@@ -157,6 +157,7 @@ void Stage::answerLaterOrTwice(std::function<void()> answer) {
 
 service::ServiceReply Stage::answer(const service::ServiceRequest& request) {
   static constexpr int refusals[] = {400, 400, 401, 403, 404, 412, 412, 422, 429, 500, 502, 503, 503, 504};
+  if (troubles_.status != 0) return service::errorReply(troubles_.status, "trouble");
   if (random_.chance(troubles_.refusal)) {
     const int status = refusals[random_.below(std::size(refusals))];
     if (status >= 500 && random_.chance(0.5)) static_cast<void>(service_.handle(request));

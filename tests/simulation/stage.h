@@ -29,6 +29,7 @@ struct Troubles {
   double hostDelay = 0;    // they answer later, and
   double hostRepeat = 0;   // they answer twice
   double writeInside = 0;  // the host changes a setting inside of a completion
+  int status = 0;          // no probability: the service answers every request with it, unless it is 0
   sim::DiskFaults disk;    // of the present process
 };
 
