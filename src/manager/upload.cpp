@@ -15,16 +15,17 @@ Upload::~Upload() {
   files_->claimReturned(number);
 }
 
-std::int64_t Upload::waitFor(std::int64_t inRow, std::uint32_t random) const noexcept {
-  constexpr std::int64_t unpacedRecoveries = 6;
-  return fullJitter(std::max(inRow, recoveries_ - unpacedRecoveries), random);
+std::int64_t Upload::atLeastPaced(std::int64_t wait, std::int64_t inRow, std::uint32_t random) const noexcept {
+  constexpr std::int64_t unpaced = 5;
+  const std::int64_t mixed = recoveries_ - inRow - unpaced;
+  return mixed > 0 ? std::max(wait, refusalWait(mixed, random)) : wait;
 }
 
 std::int64_t Upload::countBadRequest(std::uint32_t random) noexcept {
   ++badRequestsInRow_;
   mismatchesInRow_ = 0;
   ++recoveries_;
-  return waitFor(badRequestsInRow_, random);
+  return atLeastPaced(fullJitter(badRequestsInRow_, random), badRequestsInRow_, random);
 }
 
 std::int64_t Upload::countMismatch(std::uint32_t random) noexcept {
@@ -32,7 +33,8 @@ std::int64_t Upload::countMismatch(std::uint32_t random) noexcept {
   ++mismatchesInRow_;
   badRequestsInRow_ = 0;
   ++recoveries_;
-  return waitFor(mismatchesInRow_ >= firstThatWaits ? mismatchesInRow_ : 0, random);
+  const std::int64_t wait = mismatchesInRow_ >= firstThatWaits ? fullJitter(mismatchesInRow_, random) : 0;
+  return atLeastPaced(wait, mismatchesInRow_, random);
 }
 
 }  // namespace qlczephra

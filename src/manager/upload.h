@@ -35,8 +35,9 @@ class Upload {
   [[nodiscard]] bool badRequestsExhausted() const noexcept { return badRequestsInRow_ >= 50; }
 
  private:
-  // A service that answers with a mixture would never be waited for if only rows counted.
-  [[nodiscard]] std::int64_t waitFor(std::int64_t inRow, std::uint32_t random) const noexcept;
+  // A service that answers with a mixture would never be waited for if only rows counted, and by the luck of a jitter
+  // that may be nothing too rarely.
+  [[nodiscard]] std::int64_t atLeastPaced(std::int64_t wait, std::int64_t inRow, std::uint32_t random) const noexcept;
 
   const std::shared_ptr<PendingChanges> files_;
   std::int64_t badRequestsInRow_ = 0;

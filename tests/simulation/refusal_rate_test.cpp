@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "tests/simulation/seeds.h"
 #include "tests/support/manager_world.h"
 
 namespace qlczephra::test {
@@ -55,7 +56,7 @@ TEST(RefusalRate, IsBoundedForEveryKindOfRefusal) {
   std::size_t mostInTenSeconds = 0;
   std::size_t mostInAMinute = 0;
   for (const Case& c : cases) {
-    for (std::uint64_t seed = 1; seed <= 10; ++seed) {
+    for (std::uint64_t seed = 1; seed <= 1 + seedCount() / 200; ++seed) {
       SCOPED_TRACE(testing::Message() << c.name << ", seed " << seed);
       ManagerWorld world(seed);
       world.fetched();
