@@ -50,8 +50,9 @@ class QLCZEPHRA_EXPORT QLCNetworkRequest {
  public:
   // Takes the shared QLCPMCertificatesHandler::instance() as the authority on server certificates.
   QLCNetworkRequest();
-  // For the library's own use: as above, on the given platform, which must outlive the object.
-  explicit QLCNetworkRequest(platform::Platform& platform);
+  // For the library's own use: as above, on the given platform, which must outlive the object. Completions that are not
+  // the host's code must not throw, and are not guarded like it.
+  explicit QLCNetworkRequest(platform::Platform& platform, bool completionsAreHostCode = true);
   virtual ~QLCNetworkRequest();
   QLCNetworkRequest(const QLCNetworkRequest&) = delete;
   QLCNetworkRequest& operator=(const QLCNetworkRequest&) = delete;
@@ -73,6 +74,7 @@ class QLCZEPHRA_EXPORT QLCNetworkRequest {
 
  private:
   platform::Platform& platform_;
+  const bool completionsAreHostCode_;
   const std::shared_ptr<QLCPMCertificatesHandler> pmCertificatesHandler_;
 };
 

@@ -190,6 +190,7 @@ class QLCZEPHRA_EXPORT Value {
   Value(std::floating_point auto real) noexcept : Value(Tag::real) { store(static_cast<double>(real)); }
   Value(std::string_view text);
   Value(const std::string& text) : Value(std::string_view(text)) {}
+  // `text` ends with a NUL and is not null.
   Value(const char* text) : Value(std::string_view(text)) {}
   Value(List list) noexcept : Value(Tag::list) { new (bytes_) List(std::move(list)); }
   Value(Map map) noexcept : Value(Tag::map) { new (bytes_) Map(std::move(map)); }

@@ -27,20 +27,15 @@ void ManagerCore::setSettingValue(std::string_view path, const Value& value) {
   {
     const platform::MutexLock lock(changes->patchLock());
     const Map patch = changes->record(*change, errors);
-    std::optional<Map> settings = settingsWith(patch);
+    const std::optional<Map> before = currentSettings_.tree();
+    const std::optional<Map> settings = before ? std::optional(document::applyPatch(*before, patch)) : std::nullopt;
     currentSettings_.publish(settings);
-    if (localPath && settings) storeSettings(*localPath, *settings);
+    if (localPath && settings) storeSettings(*localPath, *settings, before);
     start = changes->startUpload(errors);
   }
   for (const std::string& error : errors) log_.error(error);
   if (!localPath) log_.process("Error: Local file path not set");
   carryOn(changes, std::move(start));
-}
-
-// The present settings with a patch map laid over them; none while there are no settings.
-std::optional<Map> ManagerCore::settingsWith(const Map& patch) const {
-  const std::optional<Map> settings = currentSettings_.tree();
-  return settings ? std::optional(document::applyPatch(*settings, patch)) : std::nullopt;
 }
 
 }  // namespace qlczephra

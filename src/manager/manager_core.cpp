@@ -26,7 +26,7 @@ ManagerCore::ManagerCore(std::shared_ptr<QLCAppInfo> appInfo,
       appInfo_(std::move(appInfo)),
       urlsProvider_(std::move(urlsProvider)),
       authDelegate_(authDelegate),
-      networkRequest_(platform),
+      networkRequest_(platform, false),
       statusHandling_(platform),
       queue_(platform.makeSerialQueue(requestQueueLabel)),
       currentSettings_(platform.workers()) {}
@@ -41,7 +41,10 @@ void ManagerCore::setCcrToken(std::optional<std::string> token) {
     const platform::MutexLock lock(fieldsMutex_);
     ccrToken_ = std::move(token);
   }
-  endPauseEarly();
+  // On the queue: an upload that may go on now works on files, and a setter does not.
+  queue_->post([weak = weak()] {
+    if (const auto core = weak.lock()) core->endPauseEarly();
+  });
 }
 
 void ManagerCore::close() noexcept {
@@ -69,6 +72,7 @@ std::optional<std::string> ManagerCore::patchFilePath() const {
 void ManagerCore::setPatchFilePath(std::optional<std::string> path) {
   std::shared_ptr<PendingChanges> left;  // goes after the lock
   const platform::MutexLock lock(fieldsMutex_);
+  if (path == patchFilePath_) return;
   patchFilePath_ = std::move(path);
   left.swap(pendingChanges_);
 }
@@ -83,8 +87,10 @@ std::shared_ptr<PendingChanges> ManagerCore::pendingChanges() {
   auto changes = PendingChanges::at(platform_, path);
   if (changes->hasFiles()) changes->addSender(shared_from_this());
   const platform::MutexLock lock(fieldsMutex_);
-  if (patchFilePath_ == path) pendingChanges_ = changes;
-  return changes;
+  if (patchFilePath_ != path) return changes;
+  // Another thread may have come first; without files each call makes an object, and its lock must be one.
+  if (pendingChanges_ == nullptr) pendingChanges_ = std::move(changes);
+  return pendingChanges_;
 }
 
 void ManagerCore::setCurrentSettings(std::optional<Map> settings) {

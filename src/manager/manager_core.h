@@ -69,7 +69,7 @@ class ManagerCore : public ChangesSender, public std::enable_shared_from_this<Ma
   void setSettingValue(std::string_view path, const Value& value);
   void setPNSID(std::string id, Completion completion);
 
-  bool sendPending() override;
+  bool sendPending(const PendingChanges& changes) override;
 
  private:
   // ---- token step
@@ -108,8 +108,16 @@ class ManagerCore : public ChangesSender, public std::enable_shared_from_this<Ma
   // answers; without a URL `completion` gets the provider's error or `noServiceURL`.
   void runRequestWithURL(std::function<void(const std::string& base, Completion completion)> operation,
                          Completion completion);
+  // What the host's app info, which may be a class of its own, says; where it throws, nothing, and a request without a
+  // URL ends as one that cannot be sent.
+  [[nodiscard]] HeaderMap ownHeaders();
+  [[nodiscard]] std::string serviceURL(std::string (QLCAppInfo::*operation)(const std::string& base) const,
+                                       const std::string& base);
   // Sends the request and acts on the status of the reply: ends the call, or lets it go on.
   void sendSettingsRequest(ServiceRequest request);
+  // What a successful reply comes to. Memory that runs out ends the call with an error, not without one.
+  [[nodiscard]] ErrorRef applyReply(const ServiceRequest& request, std::optional<Map> body,
+                                    std::optional<std::string> eTag) noexcept;
   void handleReply(const ServiceRequest& request, std::optional<Map> body, int status, std::optional<std::string> eTag,
                    std::optional<QLMError> error);
 
@@ -123,7 +131,8 @@ class ManagerCore : public ChangesSender, public std::enable_shared_from_this<Ma
   void acceptNotModified(const std::string& sentTag, const std::string& ccrToken, Completion completion)
       QLCZ_EXCLUDES(fieldsMutex_);
   void finishFetch() QLCZ_EXCLUDES(fetchSettingsLock_);
-  void storeSettings(const std::string& path, const Map& settings);
+  // Writes the local settings file, `before` being the settings that were in use until now. Under the patch lock.
+  void storeSettings(const std::string& path, const Map& settings, const std::optional<Map>& before);
   // An entity tag goes back byte for byte; one that cannot counts as none.
   [[nodiscard]] static std::optional<std::string> sendableTag(std::optional<std::string> eTag);
 
@@ -131,7 +140,7 @@ class ManagerCore : public ChangesSender, public std::enable_shared_from_this<Ma
   // A claim that something waiting holds: it is gone once the manager is.
   using WeakUpload = std::weak_ptr<Upload>;
 
-  [[nodiscard]] std::optional<Map> settingsWith(const Map& patch) const;
+  void sendFrom(const std::shared_ptr<PendingChanges>& changes);
   void carryOn(const std::shared_ptr<PendingChanges>& changes, PendingChanges::Start start);
   void endPauseAfter(const std::shared_ptr<PendingChanges>& changes, PendingChanges::Pause pause);
   // To be called when something has changed that may make the service take what it refused.

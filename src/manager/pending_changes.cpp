@@ -9,6 +9,7 @@
 #include "document/merge.h"
 #include "manager/backoff.h"
 #include "platform/planted_bug.h"
+#include "platform/plist/plist.h"
 
 namespace qlczephra {
 
@@ -79,8 +80,13 @@ PendingChanges::PendingChanges(platform::Platform& platform, std::optional<Pendi
 
 void PendingChanges::addSender(const std::shared_ptr<ChangesSender>& sender) {
   const platform::MutexLock lock(patchLock_);
-  std::erase_if(senders_, [](const auto& known) { return known.expired(); });
-  senders_.push_back(sender);
+  bool isKnown = false;
+  std::erase_if(senders_, [&](const auto& weak) {
+    const auto known = weak.lock();
+    isKnown = isKnown || known == sender;
+    return known == nullptr;
+  });
+  if (!isKnown) senders_.push_back(sender);
 }
 
 void PendingChanges::askSenders() {
@@ -91,7 +97,7 @@ void PendingChanges::askSenders() {
   }
   for (const auto& weak : senders) {
     const auto sender = weak.lock();
-    if (sender != nullptr && sender->sendPending()) return;
+    if (sender != nullptr && sender->sendPending(*this)) return;
   }
 }
 
@@ -115,8 +121,10 @@ Map PendingChanges::record(const Map& change, std::vector<std::string>& errors) 
   // What an upload that failed could not have saved either is older than the patch file.
   const Map older = state_ == State::inFlight ? Map() : unsavedSending_;
   Map combined = deepMerging(deepMerging(deepMerging(older, patch.map), unsaved_), change);
-  const MapFileWritten written =
+  MapFileWritten written =
       patch.state == FileState::unavailable ? MapFileWritten::failed : files_->writePatch(combined, patch, errors);
+  // A change that no file will ever hold must not wait with those that will be written once the disk is well.
+  if (written == MapFileWritten::failed && !plist::write(Value(change))) written = MapFileWritten::unfit;
   switch (written) {
     case MapFileWritten::done:
     case MapFileWritten::unchanged:

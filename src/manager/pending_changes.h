@@ -23,12 +23,15 @@
 
 namespace qlczephra {
 
+class PendingChanges;
+
 // A manager that can send what is pending.
 class ChangesSender {
  public:
   virtual ~ChangesSender() = default;
-  // Sends what waits unless an upload is in flight; returns at once. False when the manager is gone.
-  virtual bool sendPending() = 0;
+  // Sends what waits in `changes` unless an upload is in flight; returns at once. False when the manager is gone, or
+  // has other files by now.
+  virtual bool sendPending(const PendingChanges& changes) = 0;
 };
 
 class PendingChanges : public std::enable_shared_from_this<PendingChanges> {

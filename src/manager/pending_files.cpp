@@ -100,7 +100,7 @@ bool PendingFiles::replaceSending(const Map& changes, const MapFileContent& send
   lastSending_ = changes;
   sendingWentOn_ = false;
   if (patch.state == State::missing || !setAsideIfDamaged(patchPath_, patch, errors)) return true;
-  if (patch.state == State::good) removePatch();
+  removePatch();
   return true;
 }
 

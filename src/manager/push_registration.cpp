@@ -24,13 +24,13 @@ void ManagerCore::setPNSID(std::string id, Completion completion) {
 
 void ManagerCore::patchPNSID(const std::string& id, const std::string& ccrToken, Completion completion) {
   log_.info("Sending patch PNS id request to zephra");
-  HeaderMap headers{{"User-Agent", appInfo_->userAgent()}};
+  HeaderMap headers = ownHeaders();
   runRequestWithURL(
       [weak = weak(), id, ccrToken, headers = std::move(headers)](const std::string& base, Completion done) {
         const auto core = weak.lock();
         if (core == nullptr) return;
         ServiceRequest request;
-        request.url = core->appInfo_->zephraNodeURL(base);
+        request.url = core->serviceURL(&QLCAppInfo::zephraNodeURL, base);
         request.type = "PATCH";
         request.headers = headers;
         request.ccrToken = ccrToken;

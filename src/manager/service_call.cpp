@@ -1,4 +1,5 @@
 // One call to the service: the base URL, the request, and what the status of the reply means for the call.
+#include <exception>
 #include <utility>
 
 #include "manager/errors.h"
@@ -25,6 +26,19 @@ void ManagerCore::runRequestWithURL(std::function<void(const std::string& base, 
   });
 }
 
+HeaderMap ManagerCore::ownHeaders() {
+  HeaderMap headers;
+  callHost("an app info", [&] { headers.emplace("User-Agent", appInfo_->userAgent()); });
+  return headers;
+}
+
+std::string ManagerCore::serviceURL(std::string (QLCAppInfo::*operation)(const std::string& base) const,
+                                    const std::string& base) {
+  std::string url;
+  callHost("an app info", [&] { url = ((*appInfo_).*operation)(base); });
+  return url;
+}
+
 void ManagerCore::sendSettingsRequest(ServiceRequest request) {
   auto shared = std::make_shared<const ServiceRequest>(std::move(request));
   networkRequest_.request(
@@ -36,6 +50,17 @@ void ManagerCore::sendSettingsRequest(ServiceRequest request) {
           core->handleReply(*shared, std::move(body), status, std::move(eTag), error);
         }
       });
+}
+
+ErrorRef ManagerCore::applyReply(const ServiceRequest& request, std::optional<Map> body,
+                                 std::optional<std::string> eTag) noexcept {
+  if (!request.onSuccess) return nullptr;
+  try {
+    return request.onSuccess(std::move(body), std::move(eTag));
+  } catch (const std::exception&) {
+    log_.process("qlczephra: a reply could not be applied for want of memory");
+    return makeError(QLCZephraManager::ZephraErrorCode::invalidSettings);
+  }
 }
 
 void ManagerCore::handleReply(const ServiceRequest& request, std::optional<Map> body, int status,
@@ -56,7 +81,7 @@ void ManagerCore::handleReply(const ServiceRequest& request, std::optional<Map> 
   }
   switch (meaning.next) {
     case ReplyMeaning::Next::success:
-      request.completion(request.onSuccess ? request.onSuccess(std::move(body), std::move(eTag)) : nullptr);
+      request.completion(applyReply(request, std::move(body), std::move(eTag)));
       return;
     case ReplyMeaning::Next::notModified:
       if (request.onNotModified) {

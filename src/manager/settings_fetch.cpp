@@ -2,10 +2,12 @@
 #include <chrono>
 #include <utility>
 
+#include "document/patch_map.h"
 #include "document/settings_document.h"
 #include "manager/errors.h"
 #include "manager/manager_core.h"
 #include "manager/map_file.h"
+#include "platform/replace_file.h"
 #include "transport/header_rules.h"
 
 namespace qlczephra {
@@ -18,8 +20,14 @@ void ManagerCore::updateLocalSettings() {
     const platform::MutexLock lock(changes->patchLock());
     std::optional<Map> settings;
     if (path) {
+      platform::removeStaleReplacements(platform_.files(), *path);
       const MapFileContent content = readMapFile(platform_.files(), *path);
       if (content.state == MapFileContent::State::good) settings = content.map;
+    }
+    if (settings) {
+      // The file may be older than the changes: its own replacement may have failed where theirs did not.
+      const PendingChanges::Layers layers = changes->layers(PendingChanges::Ticket{});
+      settings = document::applyPatch(document::applyPatch(*settings, layers.sending), layers.patch);
     }
     {
       // What the file holds need not be the document that the tag speaks of.
@@ -29,12 +37,15 @@ void ManagerCore::updateLocalSettings() {
     currentSettings_.publish(std::move(settings));
   }
   changes->pauseIsOver(std::nullopt);
-  static_cast<void>(sendPending());
+  sendFrom(changes);
 }
 
-void ManagerCore::storeSettings(const std::string& path, const Map& settings) {
+void ManagerCore::storeSettings(const std::string& path, const Map& settings, const std::optional<Map>& before) {
+  // Where nothing changed the file holds the settings already, as a rule; a look at it spares the disk.
+  std::string present;
+  if (before == settings) static_cast<void>(platform_.files().read(path, present));
   // The outcome counts for nobody: the settings are in use, and the next fetch or change writes them again.
-  static_cast<void>(writeMapFile(platform_.files(), path, settings, std::string()));
+  static_cast<void>(writeMapFile(platform_.files(), path, settings, present));
 }
 
 void ManagerCore::fetchRemoteSettings(Completion completion) {
@@ -80,7 +91,7 @@ void ManagerCore::finishFetch() {
 
 void ManagerCore::getSettings(const std::string& ccrToken, Condition condition, Completion completion) {
   log_.info("Sending get settings request to zephra");
-  HeaderMap headers{{"User-Agent", appInfo_->userAgent()}};
+  HeaderMap headers = ownHeaders();
   std::optional<std::string> sentTag;
   if (condition == Condition::ifChanged) {
     const platform::MutexLock lock(fieldsMutex_);
@@ -93,7 +104,7 @@ void ManagerCore::getSettings(const std::string& ccrToken, Condition condition, 
         const auto core = weak.lock();
         if (core == nullptr) return;
         ServiceRequest request;
-        request.url = core->appInfo_->zephraSettingsURL(base);
+        request.url = core->serviceURL(&QLCAppInfo::zephraSettingsURL, base);
         request.type = "GET";
         request.headers = headers;
         request.ccrToken = ccrToken;
@@ -164,8 +175,9 @@ ErrorRef ManagerCore::applyDocument(const std::optional<Map>& body, std::optiona
       // A document that is older than a confirmed change must not be what a later "not modified" speaks of.
       documentTag_ = layers.confirmed.empty() ? std::move(eTag) : std::nullopt;
     }
+    const std::optional<Map> before = currentSettings_.tree();
     currentSettings_.publish(tree);
-    if (path) storeSettings(*path, tree);
+    if (path) storeSettings(*path, tree, before);
   }
   if (!path) log_.process("Error: Local file path not set");
   return nullptr;

@@ -9,9 +9,15 @@
 
 namespace qlczephra {
 
-bool ManagerCore::sendPending() {
+bool ManagerCore::sendPending(const PendingChanges& changes) {
   if (isClosed()) return false;
-  const auto changes = pendingChanges();
+  const auto present = pendingChanges();
+  if (present.get() != &changes) return false;
+  sendFrom(present);
+  return true;
+}
+
+void ManagerCore::sendFrom(const std::shared_ptr<PendingChanges>& changes) {
   std::vector<std::string> errors;
   PendingChanges::Start start;
   {
@@ -20,7 +26,6 @@ bool ManagerCore::sendPending() {
   }
   for (const std::string& error : errors) log_.error(error);
   carryOn(changes, std::move(start));
-  return true;
 }
 
 void ManagerCore::carryOn(const std::shared_ptr<PendingChanges>& changes, PendingChanges::Start start) {
@@ -85,8 +90,9 @@ void ManagerCore::endUpload(const std::shared_ptr<PendingChanges>& changes, cons
 }
 
 void ManagerCore::patchSettings(const WeakUpload& weakUpload, const std::string& ccrToken, Completion completion) {
+  if (weakUpload.expired()) return;  // another manager has taken over
   log_.info("Sending patch settings request to zephra");
-  HeaderMap headers{{"User-Agent", appInfo_->userAgent()}};
+  HeaderMap headers = ownHeaders();
   {
     const platform::MutexLock lock(fieldsMutex_);
     if (newestTag_) headers.emplace("If-Match", *newestTag_);
@@ -97,7 +103,7 @@ void ManagerCore::patchSettings(const WeakUpload& weakUpload, const std::string&
         const auto upload = weakUpload.lock();
         if (core == nullptr || upload == nullptr) return;
         ServiceRequest request;
-        request.url = core->appInfo_->zephraSettingsURL(base);
+        request.url = core->serviceURL(&QLCAppInfo::zephraSettingsURL, base);
         request.type = "PATCH";
         request.headers = headers;
         request.ccrToken = ccrToken;

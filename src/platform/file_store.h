@@ -2,6 +2,7 @@
 // What is built from them (a whole file replaced at once) stands in replace_file.h.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -24,10 +25,13 @@ class FileStore {
  public:
   using Handle = std::int64_t;
 
+  static constexpr std::size_t largestFile = std::size_t{1} << 30U;
+
   virtual ~FileStore() = default;
 
-  // The whole content of a regular file. A link, FIFO, device or directory in its place counts as missing and is
-  // neither followed nor waited for.
+  // The whole content of a regular file, which counts as unavailable when it is larger than any that the library writes
+  // (`largestFile`) or there is no memory for it. A link, FIFO, device or directory in its place counts as missing and
+  // is neither followed nor waited for.
   virtual FileStatus read(const std::string& path, std::string& content) = 0;
 
   // A new file for its owner alone (0600); fails when anything stands at `path`.

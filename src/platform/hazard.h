@@ -29,7 +29,7 @@ HazardSlot& takeHazardSlot();
 template <typename T>
 class HazardGuard {
  public:
-  explicit HazardGuard(const std::atomic<T*>& source) noexcept
+  explicit HazardGuard(const std::atomic<T*>& source)
       : slot_(detail::hazardSlot != nullptr ? *detail::hazardSlot : detail::takeHazardSlot()) {
     T* seen = source.load(std::memory_order_acquire);
     for (;;) {

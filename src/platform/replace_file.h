@@ -16,8 +16,8 @@ namespace qlczephra::platform {
 // after the directory was flushed, which is left to the caller, who may have several changes to make so at once.
 [[nodiscard]] FileStatus replaceFile(FileStore& files, const std::string& path, std::string_view content);
 
-// Removes what interrupted replacements of `path` left beside it, at the cost of one call when there is nothing. Only
-// while nobody else replaces that file.
+// Removes what interrupted replacements of `path` left beside it, at the cost of a few calls when there is nothing.
+// Only while nobody else replaces that file.
 void removeStaleReplacements(FileStore& files, const std::string& path);
 
 }  // namespace qlczephra::platform

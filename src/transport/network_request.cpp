@@ -1,6 +1,7 @@
 #include "qlczephra/network_request.h"
 
 #include <algorithm>
+#include <new>
 #include <string>
 #include <utility>
 #include <variant>
@@ -36,7 +37,7 @@ const char* whyNotSendable(const std::string& url, const std::string& method, co
 
 // The JSON object of a reply. Anything else is none, which is no failure here; only a body that the limits refuse is
 // worth a line, since nobody could tell otherwise why a whole reply had no effect.
-std::optional<Map> decodeBody(platform::Platform& platform, const std::string& body) {
+std::optional<Map> decodeBody(platform::Platform& platform, const std::string& body) try {
   auto decoded = json::read(body);
   if (const auto* error = std::get_if<json::ReadError>(&decoded)) {
     if (error->nestsTooDeep) platform.log().process("QLMNetworkRequest: Error " + error->reason);
@@ -44,14 +45,21 @@ std::optional<Map> decodeBody(platform::Platform& platform, const std::string& b
   }
   const Map* object = std::get<Value>(decoded).map();
   return object == nullptr ? std::nullopt : std::optional(*object);
+} catch (const std::bad_alloc&) {
+  platform.log().process("QLMNetworkRequest: Error no memory for the reply");
+  return std::nullopt;
 }
 
-void handleOutcome(platform::Platform& platform, HttpOutcome outcome, const RequestCompletion& completion) {
-  const auto complete = [&](std::optional<Map> body, int status, std::optional<std::string> eTag,
-                            std::optional<QLMError> error) {
+// `completion`, guarded as host code.
+RequestCompletion guarded(platform::Platform& platform, RequestCompletion completion) {
+  return [&platform, completion = std::move(completion)](
+             std::optional<Map> body, int status, std::optional<std::string> eTag, std::optional<QLMError> error) {
     platform::callHost(platform, "a request completion",
                        [&] { completion(std::move(body), status, std::move(eTag), error); });
   };
+}
+
+void handleOutcome(platform::Platform& platform, const HttpOutcome& outcome, const RequestCompletion& complete) {
   if (!outcome.head) {
     complete(std::nullopt, 0, std::nullopt, QLMError::networkError);
     platform.log().process("QLMNetworkRequest: Error " + outcome.failure.value_or("unknown") +
@@ -84,8 +92,10 @@ bool HeaderNameLess::operator()(std::string_view left, std::string_view right) c
 
 QLCNetworkRequest::QLCNetworkRequest() : QLCNetworkRequest(platform::nativePlatform()) {}
 
-QLCNetworkRequest::QLCNetworkRequest(platform::Platform& platform)
-    : platform_(platform), pmCertificatesHandler_(QLCPMCertificatesHandler::instance()) {}
+QLCNetworkRequest::QLCNetworkRequest(platform::Platform& platform, bool completionsAreHostCode)
+    : platform_(platform),
+      completionsAreHostCode_(completionsAreHostCode),
+      pmCertificatesHandler_(QLCPMCertificatesHandler::instance()) {}
 
 QLCNetworkRequest::~QLCNetworkRequest() = default;
 
@@ -101,18 +111,16 @@ void QLCNetworkRequest::request(const std::string& url, const std::string& metho
 
 void QLCNetworkRequest::request(const std::string& url, const std::string& method, const HeaderMap& headers,
                                 const std::optional<Map>& params, RequestCompletion completion) {
+  if (completionsAreHostCode_) completion = guarded(platform_, std::move(completion));
   const bool isPatch = method == "PATCH";
   if (isPatch && !params) {
-    platform::callHost(platform_, "a request completion",
-                       [&] { completion(std::nullopt, 0, std::nullopt, QLMError::noParams); });
+    completion(std::nullopt, 0, std::nullopt, QLMError::noParams);
     return;
   }
   if (const char* reason = whyNotSendable(url, method, headers)) {
     platform_.log().process(std::string("QLMNetworkRequest: Error Not sent: ") + reason);
-    platform_.workers().post([&platform = platform_, completion = std::move(completion)] {
-      platform::callHost(platform, "a request completion",
-                         [&] { completion(std::nullopt, 0, std::nullopt, std::nullopt); });
-    });
+    platform_.workers().post(
+        [completion = std::move(completion)] { completion(std::nullopt, 0, std::nullopt, std::nullopt); });
     return;
   }
 
@@ -129,8 +137,8 @@ void QLCNetworkRequest::request(const std::string& url, const std::string& metho
   platform_.log().write({LogDestination::platformDefault, LogLevel::info, {}, {}, line});
 
   platform_.http().send(std::move(request),
-                        [&platform = platform_, completion = std::move(completion)](HttpOutcome outcome) {
-                          handleOutcome(platform, std::move(outcome), completion);
+                        [&platform = platform_, completion = std::move(completion)](const HttpOutcome& outcome) {
+                          handleOutcome(platform, outcome, completion);
                         });
 }
 

@@ -331,6 +331,14 @@ TEST_F(ChangesTest, ADamagedFileIsSetAsideBeforeAnythingTakesItsPlace) {
               "damaged " + std::to_string(number));
   }
   EXPECT_THAT(world.world.disk().paths(), SizeIs(6)) << "five set aside and the local settings file";
+  // One more beside changes that wait already: dropped once, not met again by each upload.
+  world.world.disk().put(ManagerWorld::patchFile, "damaged 7");
+  world.forgetLog();
+  world.manager->updateLocalSettings();
+  world.givenFile(ManagerWorld::sendingFile, R"({"common": {"count": 7}})");
+  world.manager->updateLocalSettings();
+  world.runUntilIdle();
+  EXPECT_EQ(patchFile() + sendingFile(), "nonenone");
 }
 
 TEST_F(ChangesTest, AfterAPassingReadErrorNothingTakesThePlaceOfAFile) {
@@ -350,6 +358,87 @@ TEST_F(ChangesTest, AfterAPassingReadErrorNothingTakesThePlaceOfAFile) {
   unreadable = false;
   world.advance(minutes(2));  // the step is tried again by itself
   EXPECT_THAT(sent(), ElementsAre(R"(PATCH if "1" {"common":{"name":"x","on":true}})"));
+}
+
+TEST_F(ChangesTest, AValueThatNoFileHoldsDoesNotWaitWithThoseThatTheDiskRefused) {
+  givenSettings();
+  bool fails = true;
+  world.world.disk().faults.chosen = [&](const sim::DiskCall& call) {
+    return fails && call.operation == sim::DiskCall::Operation::read && call.path == ManagerWorld::patchFile ? EMFILE
+                                                                                                             : 0;
+  };
+  world.manager->setStringValue("common.name", "control \x01");
+  EXPECT_EQ(world.manager->getStringValue("common.name"), "control \x01");
+  world.manager->setSettingValue("common.count", 5);
+  fails = false;
+  world.advance(minutes(2));
+  EXPECT_THAT(sent(), ElementsAre(R"(PATCH if "1" {"common":{"count":5}})"));
+}
+
+TEST_F(ChangesTest, NamingTheSameFilesAgainKeepsWhatIsPendingInMemory) {
+  givenSettings();
+  world.whenServiceAlwaysAnswers(403);
+  world.world.disk().faults.full = true;
+  world.manager->setSettingValue("common.count", 5);
+  world.advance(milliseconds(100));
+  world.manager->setPatchFilePath(ManagerWorld::patchFile);
+  world.world.disk().faults.full = false;
+  world.manager->setBoolValue("common.on", true);
+  world.whenServiceAlwaysAnswers(200);
+  world.manager->updateLocalSettings();
+  world.runUntilIdle();
+  EXPECT_EQ(sent().back(), R"(PATCH if "1" {"common":{"count":5,"on":true}})");
+}
+
+TEST_F(ChangesTest, AManagerThatMovedToOtherFilesDoesNotAnswerForThoseItLeft) {
+  givenSettings();
+  world.whenServiceAlwaysAnswers(Answer(200).delayed(seconds(5)));
+  const auto other = world.makeManager();
+  other->setPatchFilePath(ManagerWorld::patchFile);
+  other->updateLocalSettings();
+  auto sender = world.makeManager();
+  sender->setPatchFilePath(ManagerWorld::patchFile);
+  sender->setBoolValue("common.on", true);
+  world.advance(seconds(1));
+  world.manager->setPatchFilePath("/settings/patch-502.plist");
+  sender.reset();
+  world.runUntilIdle();
+  EXPECT_THAT(sent(), SizeIs(2)) << "sent again by the manager that is still there";
+  EXPECT_EQ(patchFile() + sendingFile(), "nonenone");
+}
+
+TEST_F(ChangesTest, LoadingAnOlderLocalFileDoesNotHideWhatIsPending) {
+  givenSettings();
+  world.whenServiceAlwaysAnswers(403);
+  world.world.disk().faults.chosen = [&](const sim::DiskCall& call) {
+    return call.operation == sim::DiskCall::Operation::rename && call.path.find("zephra-501") != std::string::npos
+               ? ENOSPC
+               : 0;
+  };
+  world.manager->setStringValue("common.name", "sending");
+  world.advance(seconds(1));
+  world.manager->setSettingValue("common.count", 5);
+  world.manager->updateLocalSettings();
+  EXPECT_EQ(world.manager->getStringValue("common.name"), "sending");
+  EXPECT_EQ(world.manager->getNumberValue("common.count"), 5);
+}
+
+TEST_F(ChangesTest, ALocalFileThatHoldsTheSettingsAlreadyIsNotWrittenAgain) {
+  givenSettings();
+  int created = 0;
+  world.world.disk().faults.chosen = [&](const sim::DiskCall& call) {
+    created += call.operation == sim::DiskCall::Operation::create && call.path.find("zephra-501") != std::string::npos;
+    return 0;
+  };
+  world.fetched();
+  EXPECT_EQ(created, 0);
+  world.world.disk().put(ManagerWorld::localFile, "something else");
+  world.fetched();
+  EXPECT_EQ(created, 1);
+  world.manager->setSettingValue("common.count", 5);
+  EXPECT_EQ(created, 2);
+  world.manager->setSettingValue("common.count", 5);
+  EXPECT_EQ(created, 2);
 }
 
 TEST_F(ChangesTest, ManagersOnTheSameFilesShareOneUpload) {

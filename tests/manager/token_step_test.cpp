@@ -199,6 +199,22 @@ TEST(TokenStep, ADelegateThatIsGoneGivesNoAnswer) {
   EXPECT_EQ(world.fetched(), "fetchInProgress");
 }
 
+class ThrowingAppInfo : public QLCAppInfo {
+ public:
+  using QLCAppInfo::QLCAppInfo;
+  [[nodiscard]] std::string userAgent() const override { throw std::runtime_error("no user agent"); }
+  [[nodiscard]] std::string zephraSettingsURL(const std::string&) const override { throw 1; }
+};
+
+TEST(TokenStep, AnAppInfoThatThrowsEndsTheFetchWithoutARequest) {
+  ManagerWorld world;
+  world.appInfo = std::make_shared<ThrowingAppInfo>("corlane", "agent");
+  world.manager = world.makeManager();
+  EXPECT_EQ(world.fetched(), "unexpectedResponse");
+  EXPECT_THAT(world.requests(), IsEmpty());
+  EXPECT_THAT(world.logWith("an app info threw"), SizeIs(2));
+}
+
 TEST(TokenStep, WhatCannotBeSentEndsTheFetchWithoutARequest) {
   using Given = std::function<void(ManagerWorld&)>;
   const Given cases[] = {

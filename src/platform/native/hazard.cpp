@@ -5,6 +5,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <thread>
+#include <utility>
 #include <vector>
 
 #include "platform/mutex.h"
@@ -55,12 +57,35 @@ struct SlotOwner {
   }
 };
 
-void orderReaders() noexcept {
+// After this the slots name all that is being read of what was replaced before. False when that cannot be said: the
+// kernel has taken its promise back, and readers that began before they heard of it have not ordered themselves.
+bool orderReaders() noexcept {
   if (!detail::readersFence.load()) {
-    if (membarrier(MEMBARRIER_CMD_PRIVATE_EXPEDITED) == 0) return;
+    if (membarrier(MEMBARRIER_CMD_PRIVATE_EXPEDITED) == 0) return true;
     detail::readersFence.store(true);
+    return false;
   }
   std::atomic_thread_fence(std::memory_order_seq_cst);
+  return true;
+}
+
+// Frees those that nobody reads, and gives the others.
+std::vector<Retired> released(std::vector<Retired> candidates) {
+  if (!orderReaders()) return candidates;
+  std::vector<const void*> inUse;
+  for (HazardSlot* slot = domain().slots.load(std::memory_order_acquire); slot != nullptr; slot = slot->next) {
+    if (const void* object = slot->object.load(std::memory_order_acquire)) inUse.push_back(object);
+  }
+  std::sort(inUse.begin(), inUse.end());
+  std::vector<Retired> kept;
+  for (const Retired& candidate : candidates) {
+    if (std::binary_search(inUse.begin(), inUse.end(), candidate.object)) {
+      kept.push_back(candidate);
+    } else {
+      candidate.release(candidate.object);
+    }
+  }
+  return kept;
 }
 
 }  // namespace
@@ -92,24 +117,16 @@ void reclaimRetired() {
     candidates.swap(all.retired);
     all.scheduled = false;
   }
-  orderReaders();
-  std::vector<const void*> inUse;
-  for (HazardSlot* slot = all.slots.load(std::memory_order_acquire); slot != nullptr; slot = slot->next) {
-    if (const void* object = slot->object.load(std::memory_order_acquire)) inUse.push_back(object);
+  // A read takes nanoseconds, unless its thread is not running just now.
+  constexpr int attempts = 3;
+  for (int attempt = 0; attempt < attempts && !candidates.empty(); ++attempt) {
+    if (attempt > 0) std::this_thread::yield();
+    candidates = released(std::move(candidates));
   }
-  std::sort(inUse.begin(), inUse.end());
-  std::vector<Retired> kept;
-  for (const Retired& candidate : candidates) {
-    if (std::binary_search(inUse.begin(), inUse.end(), candidate.object)) {
-      kept.push_back(candidate);
-    } else {
-      candidate.release(candidate.object);
-    }
-  }
-  if (kept.empty()) return;
+  if (candidates.empty()) return;
   // Still being read: they go with the next ones.
   const MutexLock lock(all.mutex);
-  all.retired.insert(all.retired.end(), kept.begin(), kept.end());
+  all.retired.insert(all.retired.end(), candidates.begin(), candidates.end());
 }
 
 void retire(const void* object, void (*release)(const void*), WorkerQueue& workers) {

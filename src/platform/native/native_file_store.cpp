@@ -5,7 +5,9 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
+#include <new>
 
 namespace qlczephra::platform {
 
@@ -42,7 +44,7 @@ int descriptorOf(FileStore::Handle handle) noexcept {
 
 }  // namespace
 
-FileStatus NativeFileStore::read(const std::string& path, std::string& content) {
+FileStatus NativeFileStore::read(const std::string& path, std::string& content) try {
   content.clear();
   // Not blocking, so that a FIFO is opened without waiting for its writer and then refused.
   const Descriptor file(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
@@ -53,9 +55,14 @@ FileStatus NativeFileStore::read(const std::string& path, std::string& content) 
 
   // One byte more than the size, so that the end is seen by the read that fills the rest; a file that grows meanwhile
   // is read on.
+  if (static_cast<std::uintmax_t>(status.st_size) > largestFile) return failure(EFBIG);
   content.resize(static_cast<std::size_t>(status.st_size) + 1);
   std::size_t filled = 0;
   for (;;) {
+    if (filled > largestFile) {
+      content.clear();
+      return failure(EFBIG);
+    }
     if (filled == content.size()) content.resize(content.size() * 2);
     const ssize_t count = ::read(file.get(), content.data() + filled, content.size() - filled);
     if (count < 0) {
@@ -69,6 +76,9 @@ FileStatus NativeFileStore::read(const std::string& path, std::string& content) 
   }
   content.resize(filled);
   return {};
+} catch (const std::bad_alloc&) {
+  content = std::string();
+  return failure(ENOMEM);
 }
 
 FileStatus NativeFileStore::create(const std::string& path, Handle& handle) {

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdio>
 #include <ctime>
 #include <memory>
@@ -9,6 +10,7 @@
 #include <utility>
 
 #include "platform/mutex.h"
+#include "platform/platform.h"
 
 namespace qlczephra {
 
@@ -57,6 +59,8 @@ class NativeLog : public Log {
     sink_.swap(replacement);
   }
 
+  void guardSinkWith(Platform& platform) noexcept { platform_.store(&platform); }
+
   void write(const LogLine& line) noexcept override {
     try {
       std::shared_ptr<const LogSink> sink;
@@ -64,12 +68,28 @@ class NativeLog : public Log {
         const MutexLock lock(mutex_);
         sink = sink_;
       }
-      sink ? (*sink)(line) : writeToStandardError(line);
-    } catch (...) {  // a sink that fails has had its chance
+      if (sink != nullptr) {
+        callSink(*sink, line);
+      } else {
+        writeToStandardError(line);
+      }
+    } catch (...) {  // no memory for the line
     }
   }
 
  private:
+  // Not through callHost(), whose word about an exception would come here again.
+  void callSink(const LogSink& sink, const LogLine& line) noexcept {
+    Platform* const platform = platform_.load();
+    if (platform != nullptr && !platform->hostCodeBegins()) return;
+    try {
+      sink(line);
+    } catch (...) {  // a sink that fails has had its chance
+    }
+    if (platform != nullptr) platform->hostCodeEnds();
+  }
+
+  std::atomic<Platform*> platform_{nullptr};
   Mutex mutex_;
   std::shared_ptr<const LogSink> sink_ QLCZ_GUARDED_BY(mutex_);
 };
@@ -83,6 +103,10 @@ NativeLog& instance() {
 
 Log& nativeLog() noexcept {
   return instance();
+}
+
+void guardLogSinkWith(Platform& platform) noexcept {
+  instance().guardSinkWith(platform);
 }
 
 }  // namespace platform

@@ -41,6 +41,7 @@ namespace {
 // Ends the threads when the process ends in good order, before the objects that were made earlier go.
 struct Process {
   NativePlatform& platform = *new NativePlatform;
+  Process() { guardLogSinkWith(platform); }
   ~Process() { platform.stop(); }
 };
 

@@ -3,8 +3,8 @@
 #include <pthread.h>
 
 #include <algorithm>
+#include <exception>
 #include <limits>
-#include <system_error>
 #include <utility>
 
 #include "platform/native/blocked_signals.h"
@@ -47,7 +47,7 @@ void WorkerPool::postAfter(std::chrono::nanoseconds delay, Task task) {
   const MutexLock lock(mutex_);
   if (stopping_) return;
   // Where no thread can be had, the task waits for one of those there are, or for the next post.
-  while (running_ < permanentWorkers && startWorker()) {
+  while ((running_ < permanentWorkers || (freeWorkers() == 0 && running_ < maximumWorkers)) && startWorker()) {
   }
   if (delay <= std::chrono::nanoseconds::zero()) {
     ready_.push_back(std::move(task));
@@ -82,7 +82,8 @@ bool WorkerPool::hostCodeBegins() noexcept {
   if (stopping_) return false;
   if (currentWorker == nullptr || currentWorker->hostDepth++ > 0) return true;
   ++inHostCode_;
-  if (freeWorkers() == 0 && running_ < maximumWorkers) static_cast<void>(startWorker());
+  const bool somethingWaits = !ready_.empty() || !delayed_.empty();
+  if (somethingWaits && freeWorkers() == 0 && running_ < maximumWorkers) static_cast<void>(startWorker());
   return true;
 }
 
@@ -95,14 +96,15 @@ void WorkerPool::hostCodeEnds() noexcept {
 bool WorkerPool::startWorker() {
   joinEnded();
   const BlockedSignals blocked;
+  std::list<Worker> started;
   try {
-    Worker& worker = workers_.emplace_back();
+    Worker& worker = started.emplace_back();
     // The thread holds the pool, so that one that is still inside host code at the end has all that it needs.
     worker.thread = std::thread([self = shared_from_this(), &worker] { self->work(worker); });
-  } catch (const std::system_error&) {
-    workers_.pop_back();
+  } catch (const std::exception&) {
     return false;
   }
+  workers_.splice(workers_.end(), started);
   ++running_;
   return true;
 }
@@ -141,12 +143,16 @@ bool WorkerPool::takeTask(Task& task) {
     if (!ready_.empty()) {
       task = std::move(ready_.front());
       ready_.pop_front();
-      // Tasks that came due together were announced to nobody.
-      if (!ready_.empty()) changed_.notifyOne();
+      // Tasks that came due together were announced to nobody; and this thread may have been the one that was to wake
+      // for the next delayed one.
+      if (!ready_.empty() || !delayed_.empty()) changed_.notifyOne();
       return true;
     }
     const bool surplus = freeWorkers() > permanentWorkers;
-    if (surplus && now - idleSince >= surplusIdleTime) return false;
+    if (surplus && now - idleSince >= surplusIdleTime) {
+      if (!delayed_.empty()) changed_.notifyOne();
+      return false;
+    }
     auto wakeUp = delayed_.empty() ? Clock::time_point::max() : delayed_.begin()->first;
     if (surplus) wakeUp = std::min(wakeUp, idleSince + surplusIdleTime);
     if (wakeUp == Clock::time_point::max()) {
