@@ -2,6 +2,7 @@
 #include "platform/json/json.h"
 
 #include "fuzz/require.h"
+#include "value/limits.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace qlczephra;
@@ -11,7 +12,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     fuzz::require(!std::get<json::ReadError>(result).reason.empty());
     return 0;
   }
-  fuzz::require(value->nesting() <= json::maximumNesting);
+  fuzz::require(value->nesting() <= limits::documentNesting);
   for (const auto style : {json::Style::compact, json::Style::indented}) {
     const auto text = json::write(*value, style);
     fuzz::require(text.has_value());

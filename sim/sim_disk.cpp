@@ -111,6 +111,12 @@ FileStatus SimDisk::flushDirectory(const std::string& path) {
   return {};
 }
 
+SimDisk::Locked SimDisk::lock(const std::string&, std::unique_ptr<platform::FileLock>& lock) {
+  if (lockedElsewhere) return Locked::elsewhere;
+  lock = std::make_unique<platform::FileLock>();
+  return Locked::held;
+}
+
 void SimDisk::NameChange::applyTo(Names& names) const {
   // Where an earlier change did not happen, the old name may be another file's.
   if (const auto found = names.find(from); found != names.end() && found->second == file) names.erase(found);

@@ -40,8 +40,11 @@ class SimDisk : public platform::FileStore {
   platform::FileStatus rename(const std::string& from, const std::string& to) override;
   platform::FileStatus remove(const std::string& path) override;
   platform::FileStatus flushDirectory(const std::string& path) override;
+  Locked lock(const std::string& path, std::unique_ptr<platform::FileLock>& lock) override;
+  std::string concern(const std::string&) override { return {}; }
 
   DiskFaults faults;
+  bool lockedElsewhere = false;  // another process has what lock() is asked for
 
   // Calls made so far, failed ones included.
   [[nodiscard]] std::uint64_t calls() const noexcept { return calls_; }

@@ -29,9 +29,9 @@ class QLCZEPHRA_EXPORT QLCZephraManagerProtocol {
   [[nodiscard]] virtual std::optional<std::string> patchFilePath() const = 0;
   virtual void setPatchFilePath(std::optional<std::string> path) = 0;
 
-  // Replaces the settings by those of the local settings file, also by none when it is missing or damaged, and starts
-  // the upload of changes that wait in the patch file, unless one is in flight. Reads and writes files on the caller's
-  // thread.
+  // Replaces the settings by those of the local settings file, with the pending changes laid over them, also by none
+  // when it is missing or damaged, and starts the upload of changes that wait in the patch file, unless one is in
+  // flight. Reads and writes files on the caller's thread.
   virtual void updateLocalSettings() = 0;
 
   // Fetches the settings document, makes it the current settings and stores them. The completion runs once, with none
@@ -61,7 +61,9 @@ class QLCZEPHRA_EXPORT QLCZephraManagerProtocol {
   //   the disk fails or is full    the change is applied, kept in memory, uploaded, and written with the next change
   //   a value that the file format cannot hold (null, a real that is not finite, control characters)
   //                                the change is applied and neither kept nor uploaded
-  //   path and value nest deeper than 510 levels together    the change is refused
+  //   path and value nest deeper than 510 levels together, a name or string is longer than 65,535 or 16,777,216 bytes,
+  //   more than 262,144 values or 32 MiB of text are pending            the change is refused, in memory too
+  //   another process of this library uses the same files (an advisory lock)    the same
   // Writes and flushes files on the caller's thread, and waits for another thread that does so for the same files. The
   // tree of a second manager on the same files follows with its own next fetch or updateLocalSettings().
   virtual void setSettingValue(std::string_view path, const Value& value) = 0;

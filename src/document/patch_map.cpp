@@ -4,12 +4,27 @@
 #include <utility>
 
 #include "document/merge.h"
+#include "value/extent.h"
+#include "value/limits.h"
 
 namespace qlczephra::document {
 
-std::optional<Map> makePatch(std::string_view path, const Value& value) {
+const char* whyTooLarge(std::string_view path, const Value& value) {
   const auto names = static_cast<std::size_t>(std::count(path.begin(), path.end(), '.')) + 1;
-  if (names + value.nesting() > maximumPatchNesting) return std::nullopt;
+  if (names + value.nesting() > limits::changeNesting) return "nested too deep";
+  const Extent extent = extentOf(value);
+  std::size_t longestKey = extent.longestKey;
+  for (std::size_t begin = 0; begin <= path.size();) {
+    const std::size_t end = std::min(path.find('.', begin), path.size());
+    longestKey = std::max(longestKey, end - begin);
+    begin = end + 1;
+  }
+  if (longestKey > limits::keyLength) return "a name is too long";
+  if (extent.longestString > limits::stringLength) return "a string is too long";
+  return nullptr;
+}
+
+Map makePatch(std::string_view path, const Value& value) {
   // From the last name outwards.
   Map patch;
   Value inner = value;

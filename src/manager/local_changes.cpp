@@ -11,9 +11,8 @@ namespace qlczephra {
 
 void ManagerCore::setSettingValue(std::string_view path, const Value& value) {
   log_.info("Will update " + std::string(path) + " setting in zephra");
-  const std::optional<Map> change = document::makePatch(path, value);
-  if (!change) {
-    log_.error("A change that is nested too deep was refused: " + std::string(path.substr(0, 200)));
+  if (const char* reason = document::whyTooLarge(path, value)) {
+    log_.error("A change was refused, " + std::string(reason) + ": " + std::string(path.substr(0, 200)));
     return;
   }
   const auto changes = pendingChanges();
@@ -24,16 +23,20 @@ void ManagerCore::setSettingValue(std::string_view path, const Value& value) {
   const auto localPath = localFilePath();
   std::vector<std::string> errors;
   PendingChanges::Start start;
+  bool accepted = false;
   {
     const platform::MutexLock lock(changes->patchLock());
-    const Map patch = changes->record(*change, errors);
-    const std::optional<Map> before = currentSettings_.tree();
-    const std::optional<Map> settings = before ? std::optional(document::applyPatch(*before, patch)) : std::nullopt;
-    currentSettings_.publish(settings);
-    if (localPath && settings) storeSettings(*localPath, *settings, before);
-    start = changes->startUpload(errors);
+    if (const std::optional<Map> patch = changes->record(document::makePatch(path, value), errors)) {
+      const std::optional<Map> before = currentSettings_.tree();
+      const std::optional<Map> settings = before ? std::optional(document::applyPatch(*before, *patch)) : std::nullopt;
+      currentSettings_.publish(settings);
+      if (localPath && settings) storeSettings(*localPath, *settings, before);
+      start = changes->startUpload(errors);
+      accepted = true;
+    }
   }
   for (const std::string& error : errors) log_.error(error);
+  if (!accepted) return;
   if (!localPath) log_.process("Error: Local file path not set");
   carryOn(changes, std::move(start));
 }

@@ -10,6 +10,8 @@
 #include "manager/backoff.h"
 #include "platform/planted_bug.h"
 #include "platform/plist/plist.h"
+#include "value/extent.h"
+#include "value/limits.h"
 
 namespace qlczephra {
 
@@ -72,9 +74,7 @@ std::shared_ptr<PendingChanges> PendingChanges::at(platform::Platform& platform,
 }
 
 PendingChanges::PendingChanges(platform::Platform& platform, std::optional<PendingFiles> files)
-    : platform_(platform), files_(std::move(files)), hasFiles_(files_.has_value()) {
-  if (files_) files_->removeStaleFiles();
-}
+    : platform_(platform), files_(std::move(files)), hasFiles_(files_.has_value()) {}
 
 // ---- who sends
 
@@ -108,8 +108,12 @@ void PendingChanges::complainOnce(std::vector<std::string>& errors) {
   errors.push_back("The files of pending changes cannot be used, changes are kept in memory: " + files_->patchPath());
 }
 
-Map PendingChanges::record(const Map& change, std::vector<std::string>& errors) {
-  if (!files_) return {};
+std::optional<Map> PendingChanges::record(const Map& change, std::vector<std::string>& errors) {
+  if (!files_) return std::nullopt;
+  if (!files_->own(errors)) {
+    errors.push_back("Another process has the files of pending changes, change refused: " + files_->patchPath());
+    return std::nullopt;
+  }
   const MapFileContent patch = files_->readPatch();
 #ifdef QLCZEPHRA_PLANTED_BUGS
   if (isPlanted(PlantedBug::lockReleased) && whileLockIsReleased) {
@@ -121,6 +125,12 @@ Map PendingChanges::record(const Map& change, std::vector<std::string>& errors) 
   // What an upload that failed could not have saved either is older than the patch file.
   const Map older = state_ == State::inFlight ? Map() : unsavedSending_;
   Map combined = deepMerging(deepMerging(deepMerging(older, patch.map), unsaved_), change);
+  const Extent waiting = extentOf(combined);
+  const Extent sent = extentOf(deepMerging(files_->lastSending(), unsavedSending_));
+  if (waiting.values + sent.values > limits::pendingValues || waiting.bytes + sent.bytes > limits::pendingBytes) {
+    errors.push_back("Too many changes are pending, change refused: " + files_->patchPath());
+    return std::nullopt;
+  }
   MapFileWritten written =
       patch.state == FileState::unavailable ? MapFileWritten::failed : files_->writePatch(combined, patch, errors);
   // A change that no file will ever hold must not wait with those that will be written once the disk is well.
@@ -172,6 +182,7 @@ std::optional<Map> PendingChanges::prepareSending(const MapFileContent& sending,
 
 PendingChanges::Start PendingChanges::startUpload(std::vector<std::string>& errors) {
   if (!files_ || (state_ != State::idle && !isPlanted(PlantedBug::secondUpload))) return {};
+  if (!files_->own(errors)) return {};
   files_->removeLeftovers();
   const MapFileContent sending = files_->readSending();
   const MapFileContent patch = files_->readPatch();

@@ -70,8 +70,16 @@ class PendingChanges : public std::enable_shared_from_this<PendingChanges> {
   // Whom to ask to go on when the manager that sent is gone. Held weakly.
   void addSender(const std::shared_ptr<ChangesSender>& sender) QLCZ_EXCLUDES(patchLock_);
 
+  // Whether this process may change the files, see PendingFiles::own(). False without files.
+  [[nodiscard]] bool own(std::vector<std::string>& errors) QLCZ_REQUIRES(patchLock_) {
+    return files_ && files_->own(errors);
+  }
+
   // Adds one change to the patch file and gives the whole patch map with it, which is to be laid over the settings.
-  [[nodiscard]] Map record(const Map& change, std::vector<std::string>& errors) QLCZ_REQUIRES(patchLock_);
+  // None, and a line among the errors, when the change is refused: another process has the files, or too much is
+  // pending.
+  [[nodiscard]] std::optional<Map> record(const Map& change, std::vector<std::string>& errors)
+      QLCZ_REQUIRES(patchLock_);
 
   // Uploads stand still for `seconds`, after which pauseIsOver() is to be called with `number`.
   struct Pause {

@@ -19,6 +19,20 @@ PendingFiles::PendingFiles(platform::FileStore& files, std::string patchPath, st
   if (other != directories_.front()) directories_.push_back(other);
 }
 
+bool PendingFiles::own(std::vector<std::string>& concerns) {
+  if (owned_) return true;
+  if (files_.lock(patchPath_, lock_) == platform::FileStore::Locked::elsewhere) return false;
+  // Where there can be no lock the files are used without one, as by a program that knows of none.
+  owned_ = true;
+  platform::removeStaleReplacements(files_, patchPath_);
+  platform::removeStaleReplacements(files_, sendingPath_);
+  for (const std::string& path : {patchPath_, sendingPath_}) {
+    const std::string concern = files_.concern(path);
+    if (!concern.empty()) concerns.push_back("A file of pending changes is not this process's alone, " + concern);
+  }
+  return true;
+}
+
 MapFileContent PendingFiles::read(const std::string& path, Map& last, bool wentOn) {
   MapFileContent content = readMapFile(files_, path);
   if (content.state == State::unavailable) {
@@ -121,11 +135,6 @@ void PendingFiles::removeSending() {
 void PendingFiles::removeLeftovers() {
   if (patchWentOn_) removePatch();
   if (sendingWentOn_) removeSending();
-}
-
-void PendingFiles::removeStaleFiles() {
-  platform::removeStaleReplacements(files_, patchPath_);
-  platform::removeStaleReplacements(files_, sendingPath_);
 }
 
 }  // namespace qlczephra

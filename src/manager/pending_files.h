@@ -9,6 +9,7 @@
 // not be written under that lock.
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -23,10 +24,19 @@ class PendingFiles {
   PendingFiles(platform::FileStore& files, std::string patchPath, std::string sendingPath);
 
   [[nodiscard]] const std::string& patchPath() const noexcept { return patchPath_; }
+
+  // Whether the files are this process's to change: another one that uses this library has them while it holds their
+  // lock. Tries each time until it has succeeded. What is wrong with the files' owners and permissions is added to
+  // `concerns`, once.
+  [[nodiscard]] bool own(std::vector<std::string>& concerns);
+
   // What cannot be read now is given as it was last seen. A file whose content went on, to the sending file or to the
   // service, and that could not be removed has an empty map.
   [[nodiscard]] MapFileContent readPatch() { return read(patchPath_, lastPatch_, patchWentOn_); }
   [[nodiscard]] MapFileContent readSending() { return read(sendingPath_, lastSending_, sendingWentOn_); }
+
+  // The sending file as it was last seen.
+  [[nodiscard]] const Map& lastSending() const noexcept { return lastSending_; }
 
   // Makes `changes` the patch file, durably. `present` is what readPatch() gave.
   [[nodiscard]] MapFileWritten writePatch(const Map& changes, const MapFileContent& present,
@@ -43,9 +53,6 @@ class PendingFiles {
   // Tries again to remove files whose content went on.
   void removeLeftovers();
 
-  // Sweeps what interrupted replacements left behind.
-  void removeStaleFiles();
-
  private:
   [[nodiscard]] MapFileContent read(const std::string& path, Map& last, bool wentOn);
   void removePatch();
@@ -57,6 +64,8 @@ class PendingFiles {
   [[nodiscard]] bool flushNames();
 
   platform::FileStore& files_;
+  std::unique_ptr<platform::FileLock> lock_;
+  bool owned_ = false;
   const std::string patchPath_;
   const std::string sendingPath_;
   // One directory as a rule; two when a directory's own name holds ".plist".

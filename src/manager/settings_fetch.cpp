@@ -16,11 +16,12 @@ void ManagerCore::updateLocalSettings() {
   const auto path = localFilePath();
   if (!path) log_.process("QLCZephraManager error: Local file path not set");
   const auto changes = pendingChanges();
+  std::vector<std::string> errors;
   {
     const platform::MutexLock lock(changes->patchLock());
     std::optional<Map> settings;
     if (path) {
-      platform::removeStaleReplacements(platform_.files(), *path);
+      if (changes->own(errors)) platform::removeStaleReplacements(platform_.files(), *path);
       const MapFileContent content = readMapFile(platform_.files(), *path);
       if (content.state == MapFileContent::State::good) settings = content.map;
     }
@@ -35,6 +36,11 @@ void ManagerCore::updateLocalSettings() {
       documentTag_.reset();
     }
     currentSettings_.publish(std::move(settings));
+  }
+  for (const std::string& error : errors) log_.error(error);
+  if (path && !localFileSeen_.exchange(true)) {
+    const std::string concern = platform_.files().concern(*path);
+    if (!concern.empty()) log_.error("The local settings file is not this process's alone, " + concern);
   }
   changes->pauseIsOver(std::nullopt);
   sendFrom(changes);

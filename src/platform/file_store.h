@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -19,6 +20,12 @@ struct FileStatus {
   int systemError = 0;  // errno, 0 when done
 
   [[nodiscard]] bool ok() const noexcept { return kind == Kind::done; }
+};
+
+// Held as long as the object lives.
+class FileLock {
+ public:
+  virtual ~FileLock() = default;
 };
 
 class FileStore {
@@ -43,6 +50,19 @@ class FileStore {
   virtual FileStatus rename(const std::string& from, const std::string& to) = 0;  // replaces `to`, a link included
   virtual FileStatus remove(const std::string& path) = 0;
   virtual FileStatus flushDirectory(const std::string& path) = 0;  // names made, changed and removed in it are durable
+
+  // Keeps other processes that ask here, too, from `path`, without waiting. Advisory: whoever does not ask is not kept
+  // off. Not between two callers in one process, whose second one gets a lock as well.
+  enum class Locked : std::uint8_t {
+    held,
+    elsewhere,    // another process holds it
+    unavailable,  // no lock can be had here
+  };
+  virtual Locked lock(const std::string& path, std::unique_ptr<FileLock>& lock) = 0;
+
+  // What lets other users read or change the file, or replace it in its directory, in words; empty when nothing does,
+  // or nothing is there.
+  virtual std::string concern(const std::string& path) = 0;
 };
 
 }  // namespace qlczephra::platform

@@ -40,7 +40,7 @@ const char* whyNotSendable(const std::string& url, const std::string& method, co
 std::optional<Map> decodeBody(platform::Platform& platform, const std::string& body) try {
   auto decoded = json::read(body);
   if (const auto* error = std::get_if<json::ReadError>(&decoded)) {
-    if (error->nestsTooDeep) platform.log().process("QLMNetworkRequest: Error " + error->reason);
+    if (error->exceedsLimit) platform.log().process("QLMNetworkRequest: Error " + error->reason);
     return std::nullopt;
   }
   const Map* object = std::get<Value>(decoded).map();

@@ -8,6 +8,7 @@
 #include <limits>
 
 #include "tests/support/random_value.h"
+#include "value/limits.h"
 
 namespace qlczephra::json {
 namespace {
@@ -157,8 +158,8 @@ TEST(JsonReader, Refuses) {
       "[nulltrue]",
       "\"a\"b",
       "\"a\"\"b\"",
-      nested(maximumNesting + 1, "[", "", "]"),
-      nested(maximumNesting + 1, "{\"a\":", "1", "}"),
+      nested(limits::documentNesting + 1, "[", "", "]"),
+      nested(limits::documentNesting + 1, "{\"a\":", "1", "}"),
       nested(1'000'000, "[", "", ""),
   };
   for (const std::string& text : cases) {
@@ -166,11 +167,23 @@ TEST(JsonReader, Refuses) {
   }
 }
 
-// The answer to a document that is too deep is told from others by its flag.
-TEST(JsonReader, TellsWhichDocumentsNestTooDeep) {
-  EXPECT_TRUE(std::get<ReadError>(read(nested(maximumNesting + 1, "[", "", "]"))).nestsTooDeep);
-  EXPECT_FALSE(std::get<ReadError>(read(nested(maximumNesting, "[", "x", "]"))).nestsTooDeep);
-  EXPECT_EQ(valueOf(nested(maximumNesting, "{\"a\":", "1", "}")).nesting(), maximumNesting);
+// What is larger than the limits is told from what is no JSON by its flag.
+TEST(JsonReader, LimitsHoldAndAreTold) {
+  const auto text = [](std::size_t size) { return "\"" + std::string(size, 'x') + "\""; };
+  const auto list = [](std::size_t size) {
+    std::string zeros = "[0";
+    for (std::size_t i = 1; i < size; ++i) zeros += ",0";
+    return zeros + "]";
+  };
+  EXPECT_TRUE(valueOf(text(limits::stringLength)).string());
+  EXPECT_TRUE(std::get<ReadError>(read(text(limits::stringLength + 1))).exceedsLimit);
+  EXPECT_TRUE(valueOf("{" + text(limits::keyLength) + ":1}").map());
+  EXPECT_TRUE(std::get<ReadError>(read("{" + text(limits::keyLength + 1) + ":1}")).exceedsLimit);
+  EXPECT_EQ(valueOf(list(limits::documentValues)).list()->size(), limits::documentValues);
+  EXPECT_TRUE(std::get<ReadError>(read(list(limits::documentValues + 1))).exceedsLimit);
+  EXPECT_TRUE(std::get<ReadError>(read(nested(limits::documentNesting + 1, "[", "", "]"))).exceedsLimit);
+  EXPECT_FALSE(std::get<ReadError>(read(nested(limits::documentNesting, "[", "x", "]"))).exceedsLimit);
+  EXPECT_EQ(valueOf(nested(limits::documentNesting, "{\"a\":", "1", "}")).nesting(), limits::documentNesting);
 }
 
 TEST(JsonReader, SharesLongKeys) {

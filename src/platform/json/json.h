@@ -1,7 +1,6 @@
 // JSON (RFC 8259) from and to values. Pure: no state, any thread.
 #pragma once
 
-#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -11,18 +10,15 @@
 
 namespace qlczephra::json {
 
-// Deepest nesting of arrays and objects that read() accepts.
-inline constexpr std::size_t maximumNesting = 512;
-
 struct ReadError {
   std::string reason;         // for people, in lower case, without the document's content
-  bool nestsTooDeep = false;  // a document that the nesting limit refused
+  bool exceedsLimit = false;  // a text that one of the limits refused
 };
 
 // One JSON text, surrounded by nothing but white space. UTF-8 is validated, a byte order mark refused. Of equal keys in
 // an object the last wins. Integers (no fraction, no exponent) within the signed or unsigned 64-bit range are exact,
-// larger ones become reals; "-0" is the integer 0. A number beyond the range of a real, a nesting deeper than
-// `maximumNesting`, or anything after the text is an error. Cost grows linearly with the input.
+// larger ones become reals; "-0" is the integer 0. A number beyond the range of a real, a text beyond the
+// limits of a document (value/limits.h), or anything after the text is an error. Cost grows linearly with the input.
 [[nodiscard]] std::variant<Value, ReadError> read(std::string_view text);
 
 enum class Style { compact, indented };

@@ -6,6 +6,7 @@
 #include "platform/json/structural_index.h"
 #include "value/assembler.h"
 #include "value/byte_scan.h"
+#include "value/limits.h"
 #include "value/number_text.h"
 
 namespace qlczephra::json {
@@ -54,16 +55,17 @@ class Reader {
   Step readValue(Value& value) {
     switch (take()) {
       case '{':
-        if (assembler_.depth() == maximumNesting) return failTooDeep();
+        if (assembler_.depth() == limits::documentNesting) return failBeyondLimit("nested too deep");
         assembler_.openMap();
         return takeIf('}') ? close(value) : readKey();
       case '[':
-        if (assembler_.depth() == maximumNesting) return failTooDeep();
+        if (assembler_.depth() == limits::documentNesting) return failBeyondLimit("nested too deep");
         assembler_.openList();
         return takeIf(']') ? close(value) : Step::valueExpected;
       case '"': {
         const auto string = readString();
         if (!string) return Step::failed;
+        if (string->size() > limits::stringLength) return failBeyondLimit("a string is too long");
         value = Value(*string);
         return Step::valueComplete;
       }
@@ -78,9 +80,9 @@ class Reader {
     }
   }
 
-  Step failTooDeep() {
-    error_.nestsTooDeep = true;
-    return fail("nested too deep");
+  Step failBeyondLimit(const char* reason) {
+    error_.exceedsLimit = true;
+    return fail(reason);
   }
 
   Step close(Value& value) {
@@ -90,6 +92,7 @@ class Reader {
 
   // Puts `value` into the innermost container. When that ends here, it is complete and becomes `value` itself.
   Step add(Value& value) {
+    if (++values_ > limits::documentValues) return failBeyondLimit("too many values");
     assembler_.add(std::move(value));
     const bool isInMap = assembler_.isInMap();
     const char next = take();
@@ -101,6 +104,7 @@ class Reader {
     if (take() != '"') return fail("a key is missing");
     const auto key = readString();
     if (!key) return Step::failed;
+    if (key->size() > limits::keyLength) return failBeyondLimit("a key is too long");
     if (take() != ':') return fail("a colon is missing");
     assembler_.setKey(*key);
     return Step::valueExpected;
@@ -180,6 +184,7 @@ class Reader {
   const std::uint32_t* token_;
   const std::uint32_t* tokensEnd_;
   std::size_t position_ = 0;  // of the token taken last
+  std::size_t values_ = 0;
   Assembler assembler_;
   std::string unescaped_;
   ReadError error_;

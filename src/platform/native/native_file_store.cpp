@@ -9,6 +9,9 @@
 #include <cstdio>
 #include <new>
 
+#include "platform/native/descriptor.h"
+#include "platform/native/file_concern.h"
+
 namespace qlczephra::platform {
 
 namespace {
@@ -22,21 +25,6 @@ FileStatus failure(int error) noexcept {
 FileStatus statusOf(int result) noexcept {
   return result < 0 ? failure(errno) : FileStatus{};
 }
-
-// A descriptor that is closed when its owner goes.
-class Descriptor {
- public:
-  explicit Descriptor(int descriptor) noexcept : descriptor_(descriptor) {}
-  ~Descriptor() {
-    if (descriptor_ >= 0) ::close(descriptor_);
-  }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  [[nodiscard]] int get() const noexcept { return descriptor_; }
-
- private:
-  int descriptor_;
-};
 
 int descriptorOf(FileStore::Handle handle) noexcept {
   return static_cast<int>(handle);
@@ -119,6 +107,14 @@ FileStatus NativeFileStore::flushDirectory(const std::string& path) {
   const Descriptor directory(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (directory.get() < 0) return failure(errno);
   return statusOf(::fsync(directory.get()));
+}
+
+FileStore::Locked NativeFileStore::lock(const std::string& path, std::unique_ptr<FileLock>& lock) {
+  return locks_.lock(path, lock);
+}
+
+std::string NativeFileStore::concern(const std::string& path) {
+  return concernAbout(path);
 }
 
 }  // namespace qlczephra::platform

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "platform/file_store.h"
+#include "platform/native/file_locks.h"
 
 namespace qlczephra::platform {
 
@@ -15,6 +16,11 @@ class NativeFileStore : public FileStore {
   FileStatus rename(const std::string& from, const std::string& to) override;
   FileStatus remove(const std::string& path) override;
   FileStatus flushDirectory(const std::string& path) override;
+  Locked lock(const std::string& path, std::unique_ptr<FileLock>& lock) override;
+  std::string concern(const std::string& path) override;
+
+ private:
+  FileLocks locks_;
 };
 
 }  // namespace qlczephra::platform

@@ -1,0 +1,20 @@
+// How large a value is.
+#pragma once
+
+#include <cstddef>
+
+#include "qlczephra/value.h"
+
+namespace qlczephra {
+
+struct Extent {
+  std::size_t values = 0;  // members and elements of all maps and lists inside
+  std::size_t bytes = 0;   // of all keys and strings
+  std::size_t longestKey = 0;
+  std::size_t longestString = 0;
+};
+
+// Takes time in proportion to the value.
+[[nodiscard]] Extent extentOf(const Value& value);
+
+}  // namespace qlczephra
