@@ -55,10 +55,11 @@ QLCZephraManager::~QLCZephraManager() {
 }
 
 std::optional<std::string> QLCZephraManager::ccrToken() const {
-  return core_->ccrToken();
+  const auto token = core_->ccrToken();
+  return token ? std::optional(token->text()) : std::nullopt;
 }
 void QLCZephraManager::setCcrToken(std::optional<std::string> token) {
-  core_->setCcrToken(std::move(token));
+  core_->setCcrToken(token ? std::optional(platform::Secret(*std::move(token))) : std::nullopt);
 }
 std::optional<std::string> QLCZephraManager::localFilePath() const {
   return core_->localFilePath();

@@ -31,12 +31,12 @@ ManagerCore::ManagerCore(std::shared_ptr<QLCAppInfo> appInfo,
       queue_(platform.makeSerialQueue(requestQueueLabel)),
       currentSettings_(platform.workers()) {}
 
-std::optional<std::string> ManagerCore::ccrToken() const {
+std::optional<platform::Secret> ManagerCore::ccrToken() const {
   const platform::MutexLock lock(fieldsMutex_);
   return ccrToken_;
 }
 
-void ManagerCore::setCcrToken(std::optional<std::string> token) {
+void ManagerCore::setCcrToken(std::optional<platform::Secret> token) {
   {
     const platform::MutexLock lock(fieldsMutex_);
     ccrToken_ = std::move(token);

@@ -23,6 +23,7 @@
 #include "platform/host_call.h"
 #include "platform/mutex.h"
 #include "platform/platform.h"
+#include "platform/secret.h"
 #include "qlczephra/app_info.h"
 #include "qlczephra/authentication_delegate.h"
 #include "qlczephra/error.h"
@@ -54,8 +55,8 @@ class ManagerCore : public ChangesSender, public std::enable_shared_from_this<Ma
   void close() noexcept QLCZ_EXCLUDES(fieldsMutex_);
   [[nodiscard]] bool isClosed() const noexcept { return closed_.load(); }
 
-  [[nodiscard]] std::optional<std::string> ccrToken() const QLCZ_EXCLUDES(fieldsMutex_);
-  void setCcrToken(std::optional<std::string> token) QLCZ_EXCLUDES(fieldsMutex_);
+  [[nodiscard]] std::optional<platform::Secret> ccrToken() const QLCZ_EXCLUDES(fieldsMutex_);
+  void setCcrToken(std::optional<platform::Secret> token) QLCZ_EXCLUDES(fieldsMutex_);
   void clearCCRToken();
   [[nodiscard]] std::optional<std::string> localFilePath() const QLCZ_EXCLUDES(fieldsMutex_);
   void setLocalFilePath(std::optional<std::string> path) QLCZ_EXCLUDES(fieldsMutex_);
@@ -73,13 +74,13 @@ class ManagerCore : public ChangesSender, public std::enable_shared_from_this<Ma
 
  private:
   // ---- token step
-  using TokenOperation = std::function<void(const std::string& ccrToken, Completion completion)>;
+  using TokenOperation = std::function<void(const platform::Secret& ccrToken, Completion completion)>;
 
   // Runs `operation` with the cached token, or with the one that the delegate gives, on the request queue; without a
   // token `completion` gets the delegate's error. Returns at once.
   void performOnQueueWithCCRToken(TokenOperation operation, Completion completion);
   void askDelegate(TokenOperation operation, Completion completion);
-  void acceptCredentials(const std::optional<std::string>& token, const ErrorRef& error,
+  void acceptCredentials(const std::optional<platform::Secret>& token, const ErrorRef& error,
                          const TokenOperation& operation, const Completion& completion);
 
   // ---- service calls
@@ -94,7 +95,7 @@ class ManagerCore : public ChangesSender, public std::enable_shared_from_this<Ma
     std::string url;
     std::string type;  // HTTP method
     HeaderMap headers;
-    std::string ccrToken;
+    platform::Secret ccrToken;
     std::optional<Map> params;
     OnSuccess onSuccess;        // may be empty
     OnBadRequest onBadRequest;  // may be empty: the call then ends with `badRequest`
@@ -124,11 +125,12 @@ class ManagerCore : public ChangesSender, public std::enable_shared_from_this<Ma
   // ---- fetch
   // Whether a fetch names the document that it has. One that recovers from a wrong tag must not.
   enum class Condition : bool { ifChanged, unconditional };
-  void getSettings(const std::string& ccrToken, Condition condition, Completion completion);
-  void retryFetchSettings(const std::string& ccrToken, Condition condition, Completion completion, std::int64_t delay);
+  void getSettings(const platform::Secret& ccrToken, Condition condition, Completion completion);
+  void retryFetchSettings(const platform::Secret& ccrToken, Condition condition, Completion completion,
+                          std::int64_t delay);
   ErrorRef applyDocument(const std::optional<Map>& body, std::optional<std::string> eTag, PendingChanges& changes,
                          const PendingChanges::Ticket& ticket);
-  void acceptNotModified(const std::string& sentTag, const std::string& ccrToken, Completion completion)
+  void acceptNotModified(const std::string& sentTag, const platform::Secret& ccrToken, Completion completion)
       QLCZ_EXCLUDES(fieldsMutex_);
   void finishFetch() QLCZ_EXCLUDES(fetchSettingsLock_);
   // Writes the local settings file, `before` being the settings that were in use until now. Under the patch lock.
@@ -149,14 +151,15 @@ class ManagerCore : public ChangesSender, public std::enable_shared_from_this<Ma
       QLCZ_EXCLUDES(fieldsMutex_);
   void endUpload(const std::shared_ptr<PendingChanges>& changes, const std::shared_ptr<Upload>& upload,
                  const ErrorRef& error) QLCZ_EXCLUDES(fieldsMutex_);
-  void patchSettings(const WeakUpload& weakUpload, const std::string& ccrToken, Completion completion);
-  void recoverUpload(const WeakUpload& weakUpload, const std::string& ccrToken, int status, Completion completion);
-  void retrySetSettings(const WeakUpload& upload, const std::string& ccrToken, Completion completion,
+  void patchSettings(const WeakUpload& weakUpload, const platform::Secret& ccrToken, Completion completion);
+  void recoverUpload(const WeakUpload& weakUpload, const platform::Secret& ccrToken, int status, Completion completion);
+  void retrySetSettings(const WeakUpload& upload, const platform::Secret& ccrToken, Completion completion,
                         std::int64_t delay);
 
   // ---- push-notification id
-  void patchPNSID(const std::string& id, const std::string& ccrToken, Completion completion);
-  void retrySetPNSID(const std::string& id, const std::string& ccrToken, Completion completion, std::int64_t delay);
+  void patchPNSID(const std::string& id, const platform::Secret& ccrToken, Completion completion);
+  void retrySetPNSID(const std::string& id, const platform::Secret& ccrToken, Completion completion,
+                     std::int64_t delay);
 
   // ---- what they share
   [[nodiscard]] WeakCore weak() noexcept { return WeakCore(shared_from_this()); }
@@ -186,7 +189,7 @@ class ManagerCore : public ChangesSender, public std::enable_shared_from_this<Ma
 
   // Taken last, for single steps on the fields below.
   mutable platform::Mutex fieldsMutex_;
-  std::optional<std::string> ccrToken_ QLCZ_GUARDED_BY(fieldsMutex_);
+  std::optional<platform::Secret> ccrToken_ QLCZ_GUARDED_BY(fieldsMutex_);
   std::optional<std::string> localFilePath_ QLCZ_GUARDED_BY(fieldsMutex_);
   std::optional<std::string> patchFilePath_ QLCZ_GUARDED_BY(fieldsMutex_);
   std::shared_ptr<PendingChanges> pendingChanges_ QLCZ_GUARDED_BY(fieldsMutex_);  // made when it is first needed

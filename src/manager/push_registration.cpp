@@ -16,13 +16,13 @@ void ManagerCore::setPNSID(std::string id, Completion completion) {
     }
   };
   performOnQueueWithCCRToken(
-      [weak = weak(), id = std::move(id)](const std::string& ccrToken, const Completion& done) {
+      [weak = weak(), id = std::move(id)](const platform::Secret& ccrToken, const Completion& done) {
         if (const auto core = weak.lock()) core->patchPNSID(id, ccrToken, done);
       },
       std::move(end));
 }
 
-void ManagerCore::patchPNSID(const std::string& id, const std::string& ccrToken, Completion completion) {
+void ManagerCore::patchPNSID(const std::string& id, const platform::Secret& ccrToken, Completion completion) {
   log_.info("Sending patch PNS id request to zephra");
   HeaderMap headers = ownHeaders();
   runRequestWithURL(
@@ -44,7 +44,7 @@ void ManagerCore::patchPNSID(const std::string& id, const std::string& ccrToken,
       std::move(completion));
 }
 
-void ManagerCore::retrySetPNSID(const std::string& id, const std::string& ccrToken, Completion completion,
+void ManagerCore::retrySetPNSID(const std::string& id, const platform::Secret& ccrToken, Completion completion,
                                 std::int64_t delay) {
   log_.info("Will retry setting new PNS id in " + std::to_string(delay) + " seconds");
   queue_->postAfter(std::chrono::seconds(delay), [weak = weak(), id, ccrToken, completion = std::move(completion)] {

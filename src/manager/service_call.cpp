@@ -42,7 +42,7 @@ std::string ManagerCore::serviceURL(std::string (QLCAppInfo::*operation)(const s
 void ManagerCore::sendSettingsRequest(ServiceRequest request) {
   auto shared = std::make_shared<const ServiceRequest>(std::move(request));
   networkRequest_.request(
-      shared->url, shared->type, shared->headers, shared->ccrToken, shared->params,
+      shared->url, shared->type, shared->headers, shared->ccrToken.text(), shared->params,
       [weak = weak(), log = log_, shared](std::optional<Map> body, int status, std::optional<std::string> eTag,
                                           std::optional<QLMError> error) {
         log.info("Zephra responded with status " + std::to_string(status));

@@ -84,7 +84,7 @@ void ManagerCore::fetchRemoteSettings(Completion completion) {
     end(error);
   };
   performOnQueueWithCCRToken(
-      [weak = weak(), done](const std::string& ccrToken, const Completion&) {
+      [weak = weak(), done](const platform::Secret& ccrToken, const Completion&) {
         if (const auto core = weak.lock()) core->getSettings(ccrToken, Condition::ifChanged, done);
       },
       end);
@@ -95,7 +95,7 @@ void ManagerCore::finishFetch() {
   sendingGetRequest_ = false;
 }
 
-void ManagerCore::getSettings(const std::string& ccrToken, Condition condition, Completion completion) {
+void ManagerCore::getSettings(const platform::Secret& ccrToken, Condition condition, Completion completion) {
   log_.info("Sending get settings request to zephra");
   HeaderMap headers = ownHeaders();
   std::optional<std::string> sentTag;
@@ -138,7 +138,8 @@ void ManagerCore::getSettings(const std::string& ccrToken, Condition condition, 
 
 // A 304 speaks of the document that the request named. When the settings were replaced meanwhile, that is not the one
 // in use any more, and the document has to be fetched whole.
-void ManagerCore::acceptNotModified(const std::string& sentTag, const std::string& ccrToken, Completion completion) {
+void ManagerCore::acceptNotModified(const std::string& sentTag, const platform::Secret& ccrToken,
+                                    Completion completion) {
   bool inUse = false;
   {
     const platform::MutexLock lock(fieldsMutex_);
@@ -151,7 +152,7 @@ void ManagerCore::acceptNotModified(const std::string& sentTag, const std::strin
   }
 }
 
-void ManagerCore::retryFetchSettings(const std::string& ccrToken, Condition condition, Completion completion,
+void ManagerCore::retryFetchSettings(const platform::Secret& ccrToken, Condition condition, Completion completion,
                                      std::int64_t delay) {
   log_.error("Will retry getting settings in " + std::to_string(delay) + " seconds");
   queue_->postAfter(std::chrono::seconds(delay),

@@ -58,7 +58,7 @@ void ManagerCore::beginUpload(const std::shared_ptr<PendingChanges>& changes, st
     if (!isClosed()) upload_ = std::move(upload);
   }
   performOnQueueWithCCRToken(
-      [weak = weak(), weakUpload](const std::string& ccrToken, const Completion& completion) {
+      [weak = weak(), weakUpload](const platform::Secret& ccrToken, const Completion& completion) {
         if (const auto core = weak.lock()) core->patchSettings(weakUpload, ccrToken, completion);
       },
       [weak = weak(), changes, weakUpload](const ErrorRef& error) {
@@ -89,7 +89,7 @@ void ManagerCore::endUpload(const std::shared_ptr<PendingChanges>& changes, cons
   carryOn(changes, std::move(next));
 }
 
-void ManagerCore::patchSettings(const WeakUpload& weakUpload, const std::string& ccrToken, Completion completion) {
+void ManagerCore::patchSettings(const WeakUpload& weakUpload, const platform::Secret& ccrToken, Completion completion) {
   if (weakUpload.expired()) return;  // another manager has taken over
   log_.info("Sending patch settings request to zephra");
   HeaderMap headers = ownHeaders();
@@ -133,7 +133,7 @@ void ManagerCore::patchSettings(const WeakUpload& weakUpload, const std::string&
 }
 
 // After a 412 or a 400: fetches the settings, which brings the tag and the settings up to date, and sends again.
-void ManagerCore::recoverUpload(const WeakUpload& weakUpload, const std::string& ccrToken, int status,
+void ManagerCore::recoverUpload(const WeakUpload& weakUpload, const platform::Secret& ccrToken, int status,
                                 Completion completion) {
   const auto upload = weakUpload.lock();
   if (upload == nullptr) return;
@@ -156,7 +156,7 @@ void ManagerCore::recoverUpload(const WeakUpload& weakUpload, const std::string&
               });
 }
 
-void ManagerCore::retrySetSettings(const WeakUpload& upload, const std::string& ccrToken, Completion completion,
+void ManagerCore::retrySetSettings(const WeakUpload& upload, const platform::Secret& ccrToken, Completion completion,
                                    std::int64_t delay) {
   log_.info("Will retry patching settings in " + std::to_string(delay) + " seconds");
   queue_->postAfter(std::chrono::seconds(delay),

@@ -28,14 +28,15 @@ void ManagerCore::askDelegate(TokenOperation operation, Completion completion) {
                              const std::optional<std::string>& token, const ErrorRef& error) {
     const auto core = weak.lock();
     if (core == nullptr) return;
-    core->queue_->post([weak, operation, completion, token, error] {
-      if (const auto alive = weak.lock()) alive->acceptCredentials(token, error, operation, completion);
+    const auto secret = token ? std::optional(platform::Secret(*token)) : std::nullopt;
+    core->queue_->post([weak, operation, completion, secret, error] {
+      if (const auto alive = weak.lock()) alive->acceptCredentials(secret, error, operation, completion);
     });
   });
   callHost("an authentication delegate", [&] { delegate->getCCRCredentials(std::move(answer)); });
 }
 
-void ManagerCore::acceptCredentials(const std::optional<std::string>& token, const ErrorRef& error,
+void ManagerCore::acceptCredentials(const std::optional<platform::Secret>& token, const ErrorRef& error,
                                     const TokenOperation& operation, const Completion& completion) {
   if (error != nullptr || !token) {
     log_.error("No CCR token provided");

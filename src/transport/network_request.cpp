@@ -9,6 +9,7 @@
 #include "platform/host_call.h"
 #include "platform/json/json.h"
 #include "platform/platform.h"
+#include "platform/secret.h"
 #include "transport/ascii.h"
 #include "transport/header_rules.h"
 #include "transport/service_url.h"
@@ -107,6 +108,7 @@ void QLCNetworkRequest::request(const std::string& url, const std::string& metho
   merged.emplace("Authorization", "Bearer " + ccrToken);
   merged.emplace("Content-Type", "application/json");
   request(url, method, merged, params, std::move(completion));
+  for (auto& field : merged) platform::wipe(field.second);
 }
 
 void QLCNetworkRequest::request(const std::string& url, const std::string& method, const HeaderMap& headers,

@@ -127,12 +127,33 @@ TEST_F(WorkerPoolTest, SurplusThreadsLeaveWhenTheyAreIdle) {
     });
   }
   ASSERT_TRUE(inside.wait());
-  EXPECT_GE(threadsOfProcess(), before + 9);
+  EXPECT_GE(threadsOfProcess(), before + 8);
   leave.arrive();
   ASSERT_TRUE(left.wait());
   const auto deadline = Clock::now() + 20s;
   while (threadsOfProcess() > before + 2 && Clock::now() < deadline) std::this_thread::sleep_for(50ms);
   EXPECT_LE(threadsOfProcess(), before + 2);
+}
+
+// The thread that was to wake for a delayed task may be the one that a task without delay wakes.
+TEST_F(WorkerPoolTest, ABusyThreadDoesNotMakeDelayedTasksLate) {
+  pool_->postAfter(1h, [] {});
+  for (int round = 0; round < 10; ++round) {
+    std::this_thread::sleep_for(5ms);  // both threads wait
+    Countdown done(2);
+    const auto begun = Clock::now();
+    Clock::time_point ran;
+    pool_->postAfter(20ms, [&] {
+      ran = Clock::now();
+      done.arrive();
+    });
+    pool_->post([&] {
+      std::this_thread::sleep_for(300ms);
+      done.arrive();
+    });
+    ASSERT_TRUE(done.wait());
+    EXPECT_LT(ran - begun, 250ms);
+  }
 }
 
 TEST_F(WorkerPoolTest, DelayedTasksRunWhenTheyAreDueAndInOrder) {

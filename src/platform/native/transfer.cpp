@@ -1,8 +1,10 @@
 #include "platform/native/transfer.h"
 
+#include <cstring>
 #include <utility>
 
 #include "platform/native/request_fields.h"
+#include "platform/secret.h"
 
 namespace qlczephra::platform {
 namespace {
@@ -28,6 +30,16 @@ Transfer::Transfer(HttpRequest request, Endpoint endpoint, HttpCompletion comple
       progress_(request_.longestWait),
       gate_([this] { onWaitingForTrust_(); }) {}
 
+// Header values may be secrets. What libcurl copied of them is not within reach.
+Transfer::~Transfer() {
+  for (auto& field : request_.headers) wipe(field.second);
+}
+
+void Transfer::ListDeleter::operator()(curl_slist* list) const noexcept {
+  for (curl_slist* item = list; item != nullptr; item = item->next) explicit_bzero(item->data, std::strlen(item->data));
+  curl_slist_free_all(list);
+}
+
 Transfer& Transfer::of(CURL* easy) {
   char* self = nullptr;
   curl_easy_getinfo(easy, CURLINFO_PRIVATE, &self);
@@ -43,10 +55,11 @@ bool Transfer::prepare(const std::vector<std::string>& addresses, TrustedCertifi
                        std::function<void()> onWaitingForTrust) {
   trusted_ = std::move(trusted);
   onWaitingForTrust_ = std::move(onWaitingForTrust);
-  const auto lines = requestLines(request_);
+  auto lines = requestLines(request_);
   if (!lines) return false;
-  for (const std::string& line : *lines) {
+  for (std::string& line : *lines) {
     curl_slist* const longer = curl_slist_append(fields_.get(), line.c_str());
+    wipe(line);
     if (longer == nullptr) return false;
     if (!fields_) fields_.reset(longer);
   }

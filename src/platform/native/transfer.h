@@ -26,6 +26,7 @@ class ConnectionPool;
 class Transfer {
  public:
   Transfer(HttpRequest request, Endpoint endpoint, HttpCompletion completion);
+  ~Transfer();
   Transfer(const Transfer&) = delete;
   Transfer& operator=(const Transfer&) = delete;
 
@@ -67,7 +68,7 @@ class Transfer {
     void operator()(CURL* easy) const noexcept { curl_easy_cleanup(easy); }
   };
   struct ListDeleter {
-    void operator()(curl_slist* list) const noexcept { curl_slist_free_all(list); }
+    void operator()(curl_slist* list) const noexcept;
   };
   using List = std::unique_ptr<curl_slist, ListDeleter>;
 
