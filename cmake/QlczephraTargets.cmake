@@ -4,6 +4,15 @@ set(QLCZEPHRA_WARNINGS -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-con
     -Woverloaded-virtual -Wformat=2 -Wimplicit-fallthrough)
 option(QLCZEPHRA_WERROR "Warnings are errors" ${PROJECT_IS_TOP_LEVEL})
 
+# What makes a fault in memory harder to use: checked stack frames and buffer functions, no address known beforehand, no
+# table of addresses that can be written. The sanitizers' and developers' builds go without; they look for the faults.
+set(QLCZEPHRA_HARDENING -fstack-protector-strong -fstack-clash-protection -fcf-protection -U_FORTIFY_SOURCE
+    -D_FORTIFY_SOURCE=2)
+set(QLCZEPHRA_HARDENING_LINK -Wl,-z,relro,-z,now,-z,noexecstack)
+option(QLCZEPHRA_HARDEN "Build with the compiler's and linker's protections" ON)
+include(CheckPIESupported)
+check_pie_supported()
+
 # Options that every target of ours is compiled with.
 function(qlczephra_options target)
   target_compile_features(${target} PUBLIC cxx_std_20)
@@ -13,6 +22,11 @@ function(qlczephra_options target)
   endif()
   if(QLCZEPHRA_WERROR)
     target_compile_options(${target} PRIVATE -Werror)
+  endif()
+  if(QLCZEPHRA_HARDEN AND CMAKE_BUILD_TYPE MATCHES "Rel")
+    target_compile_options(${target} PRIVATE ${QLCZEPHRA_HARDENING})
+    target_link_options(${target} PRIVATE ${QLCZEPHRA_HARDENING_LINK})
+    set_target_properties(${target} PROPERTIES POSITION_INDEPENDENT_CODE ON)
   endif()
   if(QLCZEPHRA_SANITIZE)
     target_compile_options(${target} PRIVATE -fsanitize=${QLCZEPHRA_SANITIZE} -fno-sanitize-recover=all
@@ -54,6 +68,9 @@ function(qlczephra_library)
   set_target_properties(qlczephra PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
   set(exports "${PROJECT_SOURCE_DIR}/cmake/exports.map")
   target_link_options(qlczephra PRIVATE -Wl,--no-undefined "-Wl,--version-script=${exports}")
+  if(QLCZEPHRA_HARDEN)
+    target_link_options(qlczephra PRIVATE ${QLCZEPHRA_HARDENING_LINK})
+  endif()
   set_target_properties(qlczephra PROPERTIES LINK_DEPENDS "${exports}")
   target_link_libraries(qlczephra PRIVATE ${ARG_LIBRARIES})
 
