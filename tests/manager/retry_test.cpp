@@ -195,6 +195,19 @@ TEST(Retry, ActionWaitsForTheWallClock) {
   world.moveWallClock(hours(1));
   world.advance(seconds(0));
   EXPECT_EQ(runs, 1);
+  // By years: forwards ends the wait, backwards prolongs it by as much.
+  const hours years(24 * 365 * 10);
+  retry.retryAfterRetryTime();
+  world.moveWallClock(years);
+  world.advance(seconds(60));
+  EXPECT_EQ(runs, 2);
+  retry.retryAfterRetryTime();
+  world.moveWallClock(-years);
+  world.advance(hours(3));
+  EXPECT_EQ(runs, 2);
+  world.moveWallClock(years);
+  world.advance(seconds(60));
+  EXPECT_EQ(runs, 3);
 }
 
 }  // namespace

@@ -84,6 +84,18 @@ TEST_F(HttpTls, DefaultEvaluationWithoutAHandlerAndOnItsBehalf) {
   }
 }
 
+TEST_F(HttpTls, NothingOlderThanTls12IsSpoken) {
+  for (const int version : {TLS1_VERSION, TLS1_1_VERSION, TLS1_2_VERSION, TLS1_3_VERSION}) {
+    const RawServer server(test::answering(test::okReply()), authority_.issue(), version);
+    // A handler's consent is about the certificate, not about this.
+    for (const auto& handler :
+         {std::shared_ptr<ScriptedHandler>(), std::make_shared<ScriptedHandler>(TrustDecision::trust)}) {
+      const HttpOutcome outcome = exchange(judgedBy(get(server.url("/", "localhost")), handler));
+      EXPECT_EQ(statusOf(outcome), version >= TLS1_2_VERSION ? 200 : 0) << std::hex << version;
+    }
+  }
+}
+
 TEST_F(HttpTls, TheHandlersDecisionHoldsWhateverTheChain) {
   for (const Server& tested : servers()) {
     for (const TrustDecision decision : {TrustDecision::trust, TrustDecision::refuse}) {

@@ -130,6 +130,13 @@ RawServer::RawServer(Script script, const std::optional<ServerIdentity>& identit
   acceptor_ = std::thread([this] { accept(); });
 }
 
+RawServer::RawServer(Script script, const ServerIdentity& identity, int onlyTlsVersion)
+    : RawServer(std::move(script), identity) {
+  SSL_CTX_set_security_level(tls_.get(), 0);
+  SSL_CTX_set_min_proto_version(tls_.get(), onlyTlsVersion);
+  SSL_CTX_set_max_proto_version(tls_.get(), onlyTlsVersion);
+}
+
 RawServer::~RawServer() {
   ::shutdown(listener_, SHUT_RDWR);
   acceptor_.join();

@@ -58,6 +58,8 @@ class RawServer {
   using Script = std::function<void(RawConnection&)>;
 
   explicit RawServer(Script script, const std::optional<ServerIdentity>& identity = std::nullopt);
+  // With TLS, of that version (TLS1_1_VERSION, ...) alone, whatever its security is worth.
+  RawServer(Script script, const ServerIdentity& identity, int onlyTlsVersion);
   ~RawServer();
   RawServer(const RawServer&) = delete;
   RawServer& operator=(const RawServer&) = delete;

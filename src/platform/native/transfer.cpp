@@ -1,5 +1,7 @@
 #include "platform/native/transfer.h"
 
+#include <sys/socket.h>
+
 #include <cstring>
 #include <utility>
 
@@ -121,7 +123,13 @@ void Transfer::setMessage() {
   set(CURLOPT_WRITEDATA, static_cast<void*>(this));
 }
 
+// As curl does it itself, but so that a program that the host starts does not inherit the connection.
+curl_socket_t Transfer::onOpenSocket(void*, curlsocktype, curl_sockaddr* address) {
+  return ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+}
+
 void Transfer::setLimits() {
+  set(CURLOPT_OPENSOCKETFUNCTION, &Transfer::onOpenSocket);
   // Until TCP is connected; it also makes curl share the time out among the server's addresses.
   set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(request_.longestWait.count()));
   set(CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(maximumBodySize));

@@ -74,6 +74,7 @@ class Transfer {
 
   static std::size_t onHeader(char* data, std::size_t size, std::size_t count, void* self);
   static std::size_t onBody(char* data, std::size_t size, std::size_t count, void* self);
+  static curl_socket_t onOpenSocket(void*, curlsocktype, curl_sockaddr* address);
   static int onProgress(void* self, curl_off_t total, curl_off_t now, curl_off_t, curl_off_t);
   static CURLcode onTlsContext(CURL* easy, void* context, void* self);
 
