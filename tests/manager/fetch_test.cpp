@@ -4,6 +4,7 @@
 
 #include "tests/support/json_literal.h"
 #include "tests/support/manager_world.h"
+#include "tests/support/secret_token.h"
 
 namespace qlczephra::test {
 namespace {
@@ -52,9 +53,10 @@ TEST(Fetch, TellsItsStoryInTheLogAndSendsOneRequest) {
   EXPECT_EQ(request.url, ManagerWorld::settingsURL);
   EXPECT_EQ(request.body, std::nullopt);
   EXPECT_EQ(request.longestWait, seconds(10));
-  EXPECT_THAT(request.headers, testing::UnorderedElementsAre(testing::Pair("Authorization", "Bearer token"),
-                                                             testing::Pair("Content-Type", "application/json"),
-                                                             testing::Pair("User-Agent", "Corlane/1.0")));
+  EXPECT_THAT(request.headers,
+              testing::UnorderedElementsAre(testing::Pair("Authorization", std::string("Bearer ") + secretToken),
+                                            testing::Pair("Content-Type", "application/json"),
+                                            testing::Pair("User-Agent", "Corlane/1.0")));
   EXPECT_THAT(world.provider->asked, ElementsAre(1U));
   EXPECT_EQ(world.manager->currentSettings(), documentTree());
   EXPECT_EQ(world.storedMap(ManagerWorld::localFile), documentTree());
@@ -262,7 +264,7 @@ TEST(Fetch, TwoManagersKnowNothingOfEachOther) {
   EXPECT_EQ(call.result(), "success");
   EXPECT_EQ(world.delegate->asked, 2) << "each asks for its own token";
   world.manager->setCcrToken("mine");
-  EXPECT_EQ(other->ccrToken(), "token");
+  EXPECT_EQ(other->ccrToken(), secretToken);
   other->updateLocalSettings();
   world.fetched();
   EXPECT_NE(world.sentHeader("If-None-Match"), std::nullopt);

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/manager_world.h"
+#include "tests/support/secret_token.h"
 
 namespace qlczephra::test {
 namespace {
@@ -17,7 +18,7 @@ int hostCalls(const ManagerWorld& world, const Call& call) {
 
 // A fetch in which everything happens: delegate and provider answer late, a repetition, then a document.
 Call& startLongFetch(ManagerWorld& world) {
-  world.givenDelegate([&world](auto callback) { world.later(seconds(5), [=] { callback("token", nullptr); }); });
+  world.givenDelegate([&world](auto callback) { world.later(seconds(5), [=] { callback(secretToken, nullptr); }); });
   world.givenProvider(
       [&world](auto callback) { world.later(seconds(5), [=] { callback(nullptr, ManagerWorld::base); }); });
   world.givenJitter(~0U);
@@ -56,14 +57,14 @@ TEST(Lifetime, ManagerMayGoInsideEveryCallback) {
        [](ManagerWorld& w) {
          w.givenDelegate([&w](auto callback) {
            w.manager.reset();
-           callback("token", nullptr);
+           callback(secretToken, nullptr);
          });
        },
        0},
       {"delegate, after it answered",
        [](ManagerWorld& w) {
          w.givenDelegate([&w](auto callback) {
-           callback("token", nullptr);
+           callback(secretToken, nullptr);
            w.manager.reset();
          });
        },

@@ -5,6 +5,7 @@
 #include "service/service.h"
 #include "tests/support/json_literal.h"
 #include "tests/support/manager_world.h"
+#include "tests/support/secret_token.h"
 
 namespace qlczephra::test {
 namespace {
@@ -16,7 +17,7 @@ using std::chrono::milliseconds;
 std::string tell(std::uint64_t seed, std::size_t& unchanged) {
   SCOPED_TRACE(testing::Message() << "seed " << seed);
   service::ServiceOptions options;
-  options.tokens = {"token"};
+  options.tokens = {secretToken};
   service::Service service(std::move(options));
   EXPECT_TRUE(service.store().setDocument("corlane", mapFromJson(ManagerWorld::document)));
 

@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "tests/support/manager_world.h"
+#include "tests/support/secret_token.h"
 
 namespace qlczephra::test {
 namespace {
@@ -186,7 +187,7 @@ TEST(TokenStep, RepetitionsKeepTheTokenAndAskForTheURLAndTheProductAgain) {
   EXPECT_EQ(call.result(), "success");
   EXPECT_EQ(world.requests().back().request.url,
             "http://host5/base/zephra/client-api/v3/clients/me/products/the%20other/settings");
-  EXPECT_EQ(world.sentHeader("Authorization"), "Bearer token");
+  EXPECT_EQ(world.sentHeader("Authorization"), std::string("Bearer ") + secretToken);
   EXPECT_EQ(world.sentHeader("User-Agent"), "Other/2");
   EXPECT_THAT(world.provider->asked, ElementsAre(1U, 1U, 1U, 1U, 1U));
   EXPECT_EQ(world.delegate->asked, 1);

@@ -6,6 +6,8 @@
 #include <chrono>
 #include <condition_variable>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -18,6 +20,7 @@
 #include "service/sample_document.h"
 #include "service/service.h"
 #include "tests/support/json_literal.h"
+#include "tests/support/secret_token.h"
 
 namespace qlczephra::test {
 
@@ -49,7 +52,7 @@ class Signal {
 };
 
 struct TokenDelegate : QLCZephraAuthenticationDelegate {
-  void getCCRCredentials(CredentialsCallback callback) override { callback("real-token", nullptr); }
+  void getCCRCredentials(CredentialsCallback callback) override { callback(secretToken, nullptr); }
 };
 
 struct FixedProvider : QLCServicesURLsProviderProtocol {
@@ -64,7 +67,7 @@ struct FixedProvider : QLCServicesURLsProviderProtocol {
 class RealManagerTest : public testing::Test {
  protected:
   RealManagerTest() {
-    setLogSink([](const LogLine&) {});
+    setLogSink([](const LogLine& line) { requireNoToken(line.message, "a log line"); });
     service_.store().setDocument(product, mapFromJson(service::sampleDocument()));
     EXPECT_TRUE(server_.start());
     std::string pattern = (std::filesystem::temp_directory_path() / "qlczephra-real-XXXXXX").string();
@@ -72,6 +75,10 @@ class RealManagerTest : public testing::Test {
   }
   ~RealManagerTest() override {
     server_.stop();
+    for (const auto& entry : std::filesystem::directory_iterator(directory_)) {
+      std::ifstream file(entry.path(), std::ios::binary);
+      requireNoToken(std::string(std::istreambuf_iterator<char>(file), {}), "a file");
+    }
     removeDirectory();
     setLogSink({});
   }

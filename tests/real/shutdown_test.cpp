@@ -108,7 +108,7 @@ TEST_F(ShutdownTest, AManagerGoesWhileItsHostsCodeOrItsTransferIsStuck) {
     EXPECT_EQ(fetch(*makeManager(7)), nullptr);
     gate.open();
     ASSERT_TRUE(gate.left.wait());
-    setLogSink([](const LogLine&) {});
+    setLogSink([](const LogLine& line) { requireNoToken(line.message, "a log line"); });
   }
 }
 
@@ -116,7 +116,7 @@ TEST_F(ShutdownTest, AManagerMayGoInsideAnyOfItsCallbacks) {
   struct GoingDelegate : QLCZephraAuthenticationDelegate {
     void getCCRCredentials(CredentialsCallback callback) override {
       inDelegate();
-      callback("real-token", nullptr);
+      callback(secretToken, nullptr);
     }
     std::function<void()> inDelegate = [] {};
   };
@@ -151,7 +151,7 @@ TEST_F(ShutdownTest, AManagerMayGoInsideAnyOfItsCallbacks) {
       if (where == 2) go();
     });
     ASSERT_TRUE(gone.wait());
-    setLogSink([](const LogLine&) {});
+    setLogSink([](const LogLine& line) { requireNoToken(line.message, "a log line"); });
     EXPECT_EQ(fetch(*makeManager(7)), nullptr);  // by then the one that is gone would have completed
     EXPECT_EQ(completions, where == 2 ? 1 : 0);
   }

@@ -6,6 +6,7 @@
 #include "manager/errors.h"
 #include "platform/plist/plist.h"
 #include "tests/support/json_literal.h"
+#include "tests/support/secret_token.h"
 
 namespace qlczephra::test {
 
@@ -14,7 +15,7 @@ using std::chrono::milliseconds;
 namespace {
 
 constexpr const char* product = "corlane";
-constexpr const char* goodToken = "token";
+constexpr const char* goodToken = secretToken;
 constexpr const char* settingsDocument = R"({"data": {
   "eff_schema": {
     "common": {"properties": {"a": {"type": "integer", "default": 0}, "b": {"type": "integer", "default": 1},
@@ -63,6 +64,11 @@ Stage::Stage(std::uint64_t seed, bool sharedLocalFile)
 // Tasks that are still waiting may hold what the members are.
 Stage::~Stage() {
   world_->scheduler().stop();
+  requireNoTokenLogged();
+}
+
+void Stage::requireNoTokenLogged() const {
+  for (const sim::LogRecord& record : world_->logged().records()) requireNoToken(record.message, "a log line");
 }
 
 void Stage::begin(std::unique_ptr<sim::World> world) {
@@ -175,6 +181,7 @@ void Stage::otherClientWrites() {
 
 void Stage::restartIfEnded() {
   if (!world_->hasEnded()) return;
+  requireNoTokenLogged();
   earlierHistory_ += world_->history().text();
   if (!world_->disk().actionRanAt().empty()) crashPoints_.insert(world_->disk().actionRanAt());
   auto next = world_->restart();

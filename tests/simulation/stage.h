@@ -73,6 +73,7 @@ class Stage {
   void check();
 
  private:
+  void requireNoTokenLogged() const;
   struct Host {
     std::unique_ptr<QLCZephraManager> manager;
     SettingValues written;  // by this manager

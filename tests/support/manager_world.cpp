@@ -5,6 +5,7 @@
 
 #include "platform/plist/plist.h"
 #include "tests/support/json_literal.h"
+#include "tests/support/secret_token.h"
 
 namespace qlczephra::test {
 
@@ -78,7 +79,7 @@ ManagerWorld::ManagerWorld(std::uint64_t seed)
       manager(makeManager()) {
   world.disk().makeDirectory("/settings");
   world.network().connectTo([this](const service::ServiceRequest& request) { return answer(request); });
-  givenDelegateAnswers("token");
+  givenDelegateAnswers(secretToken);
   givenProviderAnswers(nullptr, base);
   manager->setLocalFilePath(localFile);
   manager->setPatchFilePath(patchFile);
@@ -87,6 +88,11 @@ ManagerWorld::ManagerWorld(std::uint64_t seed)
 // Tasks that are still waiting may hold what the members are.
 ManagerWorld::~ManagerWorld() {
   world.scheduler().stop();
+  for (const sim::LogRecord& record : world.logged().records()) requireNoToken(record.message, "a log line");
+  for (const std::string& path : world.disk().paths()) requireNoToken(*world.disk().content(path), "a file");
+  for (const Call& call : calls_) {
+    if (call.error != nullptr) requireNoToken(call.error->text(), "an error");
+  }
 }
 
 service::ServiceReply ManagerWorld::answer(const service::ServiceRequest&) {

@@ -69,7 +69,7 @@ class ManagerWorld {
   // A small document: common.name, common.count, common.on, macos empty.
   static const char* const document;
 
-  // The delegate answers "token", the provider `base`, the service 200 with `document`; both paths are set.
+  // The delegate answers `secretToken`, the provider `base`, the service 200 with `document`; both paths are set.
   explicit ManagerWorld(std::uint64_t seed = 1);
   ~ManagerWorld();
 
