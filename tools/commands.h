@@ -12,5 +12,9 @@ void addDemoCommand(CLI::App& program);
 void addFetchCommand(CLI::App& program);
 void addReadCommands(CLI::App& program);  // get, tree, properties, readonly
 void addInterpretCommand(CLI::App& program);
+void addSetCommand(CLI::App& program);
+void addPendingCommand(CLI::App& program);
+void addPushIdCommand(CLI::App& program);
+void addWatchCommand(CLI::App& program);
 
 }  // namespace qlczephra::tools

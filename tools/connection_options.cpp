@@ -57,8 +57,9 @@ CLI::Option* ConnectionOptions::addTo(CLI::App& command) {
   CLI::Option* uid = option("--uid", uid_, "Keep the settings in the product's own files of this user id", "UID");
   CLI::Option* localFile =
       option("--local-file", localFile_, "Keep the settings in this file (default: in none)", "FILE");
-  CLI::Option* patchFile = option("--patch-file", patchFile_,
-                                  "Lay the pending changes in this file over the settings (default: none)", "FILE");
+  CLI::Option* patchFile =
+      option("--patch-file", patchFile_,
+             "Keep pending changes in this file; those in it are laid over the settings (default: none)", "FILE");
   uid->excludes(localFile)->excludes(patchFile);
   return service;
 }

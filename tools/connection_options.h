@@ -31,6 +31,7 @@ class ConnectionOptions {
   CLI::Option* addTo(CLI::App& command);
 
   [[nodiscard]] bool given() const { return !service_.empty(); }
+  [[nodiscard]] const std::string& service() const { return service_; }
   // What a message calls the settings that come from there.
   [[nodiscard]] std::string what() const { return "the settings of product " + product_ + " from " + service_; }
 

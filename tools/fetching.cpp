@@ -2,9 +2,9 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <chrono>
 #include <future>
 #include <memory>
+#include <utility>
 
 #include "tools/failure.h"
 
@@ -20,7 +20,7 @@ const char* remedyFor(const Error& error) {
     case Code::unauthorized:
       return "give a token that is valid now";
     case Code::forbidden:
-      return "give a token that may read the settings of this product";
+      return "give a token that may do this with this product";
     case Code::notFound:
       return "check --service and --product";
     case Code::invalidSettings:
@@ -32,6 +32,10 @@ const char* remedyFor(const Error& error) {
 
 }  // namespace
 
+Clock::time_point PatienceOptions::deadline() const {
+  return seconds == 0 ? Clock::time_point::max() : Clock::now() + std::chrono::seconds(seconds);
+}
+
 void PatienceOptions::addTo(CLI::App& command) {
   command
       .add_option(
@@ -42,27 +46,34 @@ void PatienceOptions::addTo(CLI::App& command) {
       ->group("Service");
 }
 
-void fetchSettings(QLCZephraManager& manager, const std::string& what, const PatienceOptions& patience,
-                   LogFollower& log) {
+void awaitCall(const std::string& doing, const PatienceOptions& patience, LogFollower& log,
+               const std::function<void(Completion)>& start) {
   auto ended = std::make_shared<std::promise<ErrorRef>>();
   auto end = ended->get_future();
-  manager.fetchRemoteSettings([ended](const ErrorRef& error) { ended->set_value(error); });
+  start([ended](const ErrorRef& error) { ended->set_value(error); });
 
-  const auto deadline =
-      patience.seconds == 0 ? Clock::time_point::max() : Clock::now() + std::chrono::seconds(patience.seconds);
+  const auto deadline = patience.deadline();
   while (end.wait_until(std::min(deadline, Clock::now() + std::chrono::seconds(1))) != std::future_status::ready) {
     if (Clock::now() >= deadline) {
       log.endCountdown();
       const std::string trouble = log.trouble();
-      throw Failure("cannot fetch " + what + ": not done after " + std::to_string(patience.seconds) + " s" +
+      throw Failure("cannot " + doing + ": not done after " + std::to_string(patience.seconds) + " s" +
                     (trouble.empty() ? "" : ", " + trouble) + "; wait longer with --timeout, or look with --log info");
     }
     log.tick();
   }
   log.endCountdown();
-  if (const ErrorRef error = end.get()) {
-    throw Failure("cannot fetch " + what + ": " + error->text() + "; " + remedyFor(*error));
-  }
+  if (const ErrorRef error = end.get()) throw callFailure(doing, *error);
+}
+
+Failure callFailure(const std::string& doing, const Error& error) {
+  return Failure("cannot " + doing + ": " + error.text() + "; " + remedyFor(error));
+}
+
+void fetchSettings(QLCZephraManager& manager, const std::string& what, const PatienceOptions& patience,
+                   LogFollower& log) {
+  awaitCall("fetch " + what, patience, log,
+            [&manager](Completion completion) { manager.fetchRemoteSettings(std::move(completion)); });
 }
 
 }  // namespace qlczephra::tools

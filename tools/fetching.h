@@ -1,10 +1,13 @@
-// Waiting for a fetch in a program that has nothing else to do.
+// Waiting for a call to the service in a program that has nothing else to do.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "qlczephra/manager.h"
+#include "tools/failure.h"
 #include "tools/log_follower.h"
 
 namespace CLI {
@@ -17,10 +20,21 @@ struct PatienceOptions {
   std::uint32_t seconds = 120;
 
   void addTo(CLI::App& command);
+  // When patience that begins now ends.
+  [[nodiscard]] std::chrono::steady_clock::time_point deadline() const;
 };
 
-// Fetches and returns when the settings are there. `what` names them and the service for a message. Throws Failure when
-// the fetch ends with an error or does not end in time; a manager that is still at it must not outlive the command.
+// Starts a call and returns when its completion has told of no error. `doing` says for a message what the call does, as
+// "fetch the settings". Throws Failure when it ends with an error or does not end in time; a manager that is still at
+// it must not outlive the command.
+void awaitCall(const std::string& doing, const PatienceOptions& patience, LogFollower& log,
+               const std::function<void(Completion)>& start);
+
+// What awaitCall() throws when the call ends with an error.
+[[nodiscard]] Failure callFailure(const std::string& doing, const Error& error);
+
+// Fetches and returns when the settings are there. `what` names them and the service for a message. Throws as
+// awaitCall().
 void fetchSettings(QLCZephraManager& manager, const std::string& what, const PatienceOptions& patience,
                    LogFollower& log);
 

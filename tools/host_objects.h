@@ -1,4 +1,4 @@
-// What a host gives to a manager, in the plainest form: a token and a URL that are known from the start.
+// What a host gives to a manager, in the plainest form: a token and a URL that are known from the start, or no token.
 #pragma once
 
 #include <string>
@@ -15,6 +15,12 @@ class FixedToken : public QLCZephraAuthenticationDelegate {
 
  private:
   const std::string token_;
+};
+
+// Never answers, so that no request ever begins.
+class NoToken : public QLCZephraAuthenticationDelegate {
+ public:
+  void getCCRCredentials(CredentialsCallback) override {}
 };
 
 class FixedURL : public QLCServicesURLsProviderProtocol {

@@ -12,6 +12,12 @@
 namespace qlczephra::tools {
 namespace {
 
+using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
+
+File open(const std::string& path) {
+  return {std::fopen(path.c_str(), "rbe"), std::fclose};
+}
+
 [[noreturn]] void cannotRead(const std::string& path, const std::string& remedy) {
   throw Failure("cannot read " + path + ": " + std::generic_category().message(errno) + "; " + remedy);
 }
@@ -39,9 +45,16 @@ Map mapAtTop(const Read& read, const std::string& path, const char* format, cons
 
 std::string readInput(const std::string& path, const std::string& remedy) {
   if (path == "-") return readAll(stdin, "standard input", remedy);
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rbe"), std::fclose);
+  const File file = open(path);
   if (file == nullptr) cannotRead(path, remedy);
   return readAll(file.get(), path, remedy);
+}
+
+Map readPropertyListIfAny(const std::string& path, const std::string& remedy) {
+  const File file = open(path);
+  if (file == nullptr && errno == ENOENT) return {};
+  if (file == nullptr) cannotRead(path, remedy);
+  return mapAtTop(plist::read(readAll(file.get(), path, remedy)), path, "an XML property list", remedy);
 }
 
 Map readPropertyList(const std::string& path, const std::string& remedy) {

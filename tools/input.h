@@ -14,6 +14,9 @@ namespace qlczephra::tools {
 // The map at the top of an XML property list, as the manager's files are.
 [[nodiscard]] Map readPropertyList(const std::string& path, const std::string& remedy);
 
+// The same; an empty map when there is no such file.
+[[nodiscard]] Map readPropertyListIfAny(const std::string& path, const std::string& remedy);
+
 // The object at the top of a JSON text.
 [[nodiscard]] Map readJsonObject(const std::string& path, const std::string& remedy);
 

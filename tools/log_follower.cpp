@@ -40,6 +40,19 @@ std::optional<int> numberIn(std::string_view message, std::string_view before, s
   return number;
 }
 
+// The seconds until a request is repeated, when the message announces it.
+std::optional<int> announcedWait(std::string_view message) {
+  for (const char* call : {"getting settings", "patching settings", "setting new PNS id"}) {
+    if (const auto wait = numberIn(message, "Will retry " + std::string(call) + " in ", " seconds")) return wait;
+  }
+  return std::nullopt;
+}
+
+bool tellsOfChangeTrouble(std::string_view message) {
+  return message.find(", change refused: ") != std::string_view::npos ||
+         message.starts_with("The files of pending changes cannot be used");
+}
+
 }  // namespace
 
 void LogOptions::addTo(CLI::App& command) {
@@ -107,11 +120,23 @@ void LogFollower::understand(const LogLine& line) {
   }
   if (const auto status = numberIn(line.message, "Zephra responded with status ", "")) {
     status_ = status;
-  } else if (const auto wait = numberIn(line.message, "Will retry getting settings in ", " seconds")) {
+  } else if (const auto wait = announcedWait(line.message)) {
     countdown_.begin(std::chrono::seconds(*wait), Countdown::Clock::now());
-  } else if (line.message == "Firing retry now") {
+  } else if (line.message.starts_with("Sending ")) {
     countdown_.end();
+  } else if (tellsOfChangeTrouble(line.message)) {
+    changeTrouble_ = line.message;
   }
+}
+
+bool LogFollower::refusedForGood() const {
+  const platform::MutexLock lock(mutex_);
+  return status_ == 401 || status_ == 403 || status_ == 404 || status_ == 422;
+}
+
+std::string LogFollower::changeTrouble() const {
+  const platform::MutexLock lock(mutex_);
+  return changeTrouble_;
 }
 
 std::string LogFollower::describeTrouble() const {

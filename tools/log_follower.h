@@ -1,5 +1,5 @@
 // Follows the library's log for a command: prints the lines that the user asked for, counts down the waits, and
-// remembers what went wrong last, because the error that a fetch ends with does not say it.
+// remembers what went wrong last, because the error that a call ends with does not say it.
 #pragma once
 
 #include <cstdint>
@@ -41,6 +41,10 @@ class LogFollower {
 
   // What the service or the network last did wrong; empty when the last reply was none to complain about.
   [[nodiscard]] std::string trouble() const;
+  // Whether the last reply was a refusal that waiting does not change: of the token, the product or the changes.
+  [[nodiscard]] bool refusedForGood() const;
+  // The last line that told of a change that was refused or could not be written; empty when there was none.
+  [[nodiscard]] std::string changeTrouble() const;
 
  private:
   void print(const LogLine& line) QLCZ_REQUIRES(mutex_);
@@ -53,6 +57,7 @@ class LogFollower {
   Countdown countdown_ QLCZ_GUARDED_BY(mutex_);
   std::optional<int> status_ QLCZ_GUARDED_BY(mutex_);
   std::string transportFailure_ QLCZ_GUARDED_BY(mutex_);
+  std::string changeTrouble_ QLCZ_GUARDED_BY(mutex_);
 };
 
 }  // namespace qlczephra::tools

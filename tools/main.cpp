@@ -18,6 +18,9 @@ constexpr const char* examples = R"(Examples:
       A setting as a manager stored it.
   qlczephra tree macos.firewall --flat --service https://service.example --product corlane --token-file token
       A group of settings as the service has it now.
+  qlczephra set common.time.curfew.enabled false --bool --service https://service.example --product corlane \
+      --token-file token
+      Changes a setting and waits until the service has it.
 
 Exit status: 0 success, 1 failure, 2 misuse. "qlczephra COMMAND --help" explains a command.
 )";
@@ -44,7 +47,8 @@ std::string describeMisuse(const CLI::App& program, const CLI::ParseError& error
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App program("Reads the settings of the Zephra settings service as a host product would.", "qlczephra");
+  CLI::App program("Reads and changes the settings of the Zephra settings service as a host product would.",
+                   "qlczephra");
   program.footer(examples);
   program.set_version_flag("--version", versionText(), "Print the version and exit");
   program.require_subcommand(1);
@@ -53,6 +57,10 @@ int main(int argc, char** argv) {
   addFetchCommand(program);
   addReadCommands(program);
   addInterpretCommand(program);
+  addSetCommand(program);
+  addPendingCommand(program);
+  addPushIdCommand(program);
+  addWatchCommand(program);
   try {
     program.parse(argc, argv);
     return static_cast<int>(ExitStatus::success);

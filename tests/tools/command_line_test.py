@@ -10,12 +10,13 @@ import pathlib
 import plistlib
 import pty
 import re
+import signal
 import subprocess
 import sys
 import tempfile
 import unittest
 
-from stand_in_service import StandInService, write_faults
+from stand_in_service import StandInService, control, write_faults
 
 PROGRAM, SERVICE_PROGRAM, SAMPLE = sys.argv[1:4]
 TOKEN = "a-token-that-nobody-may-see"
@@ -147,6 +148,118 @@ class CommandLineTest(unittest.TestCase):
         self.assert_complaint(qlczephra(*command, "--token-stdin"), 2, "no token")
         self.assert_complaint(qlczephra(*command, "--token-stdin", text_in=TOKEN + "\nX: y\n"), 2, "line break")
 
+    def values_at(self, url):
+        return control(url, "product?product=corlane")["values"]
+
+    def test_set_brings_a_typed_value_to_the_service(self):
+        cases = [  # path, value and its kind, what the service has then
+            ("common.time.curfew.enabled", ["false", "--bool"], False),
+            ("common.time.quota.friday.duration", ["-7", "--int"], -7),
+            ("common.time.quota.sunday.duration", ["--int", "18446744073709551615"], 2**64 - 1),
+            ("macos.firewall.current_profile_id", ["false", "--string"], "false"),
+            ("macos.firewall.current_profile_id", ["--string", "--", "--odd"], "--odd"),
+            ("common.sites.list", ['[{"url": "https://new.example/", "allowed": true}]', "--json"],
+             [{"url": "https://new.example/", "allowed": True}]),
+            ("common.device_labels.desk", ["7.5", "--json"], 7.5),  # new in a dynamic group
+        ]
+        with StandInService(SERVICE_PROGRAM) as service:
+            kept = self.folder / "set-kept.plist"
+            for files in ([], ["--patch-file", kept], ["--patch-file", kept, "--local-file", self.folder / "set.plist"]):
+                control(service.url, "reset", {})
+                for path, value, expected in cases:
+                    with self.subTest(path=path, value=value, files=files):
+                        # What stands behind "--" ends the options.
+                        result = qlczephra("set", path, *self.connection(service.url), *files, *value)
+                        self.assertEqual((result.status, result.err), (0, ""))
+                        self.assertIn(f"{path} = ", result.out)
+                        at_service = self.values_at(service.url)
+                        for name in path.split("."):
+                            at_service = at_service[name]
+                        self.assertEqual((type(at_service), at_service), (type(expected), expected))
+            self.assertFalse(kept.exists())
+
+    def test_set_against_a_file_records_and_later_uploads(self):
+        patch = self.folder / "recorded.plist"
+        self.assertEqual(qlczephra("pending", "--file", patch).out, "No change is pending.\n")
+        sending = self.folder / "recorded-sending.plist"
+        for path, value in (("common.time.enabled", "false"), ("common.a.b", "1"), ("common.a.b", "2")):
+            result = qlczephra("set", path, value, "--json", "--file", patch)
+            self.assertEqual((result.status, result.err, result.out),
+                             (0, "", f"{path} = {value}: recorded in {sending}\n"))
+        self.assertEqual(plistlib.loads(sending.read_bytes()), {"common": {"time": {"enabled": False}, "a": {"b": 2}}})
+        self.assertEqual(os.stat(sending).st_mode & 0o777, 0o600)
+        patch.write_bytes(plistlib.dumps({"common": {"a": {"b": 4}}}))
+        self.assertEqual(qlczephra("pending", "--file", patch).out,
+                         f"Handed to an upload ({sending}):\n  common.a.b = 2\n  common.time.enabled = false\n"
+                         f"Waiting ({patch}):\n  common.a.b = 4\n")
+        self.assertEqual(qlczephra("get", "common.time.enabled", *self.from_service, "--patch-file", patch).out, "false\n")
+
+        with StandInService(SERVICE_PROGRAM) as service:
+            uploaded = qlczephra("set", "common.a.c", "3", "--int", *self.connection(service.url), "--patch-file", patch)
+            self.assertEqual(uploaded.status, 0, uploaded.err)
+            self.assertEqual(self.values_at(service.url)["common"]["a"], {"b": 4, "c": 3})
+            self.assertFalse(self.values_at(service.url)["common"]["time"]["enabled"])
+        self.assertEqual(qlczephra("pending", "--file", patch).out, "No change is pending.\n")
+
+    def test_a_change_that_the_service_does_not_take(self):
+        faults = self.folder / "refusing.json"
+        patch = self.folder / "refused.plist"
+        sending = self.folder / "refused-sending.plist"
+        for status, seconds in ((503, "not done after 2 s"), (403, "")):
+            with self.subTest(status=status):
+                write_faults(faults, [{"match": {"method": "PATCH"}, "status": status, "count": "always"}])
+                with StandInService(SERVICE_PROGRAM, "--faults", str(faults)) as service:
+                    change = ["set", "common.time.enabled", "false", "--bool", "--timeout", "2",
+                              *self.connection(service.url)]
+                    self.assert_complaint(qlczephra(*change), 1, "common.time.enabled", seconds, f"answered {status}",
+                                          "given up", "--patch-file")
+                    self.assert_complaint(qlczephra(*change, "--patch-file", patch), 1, f"answered {status}", "waits",
+                                          f"qlczephra pending --file {patch}")
+                self.assertEqual(qlczephra("pending", "--file", patch).out,
+                                 f"Handed to an upload ({sending}):\n  common.time.enabled = false\n")
+                self.assertEqual(json.loads(qlczephra("pending", "--file", patch, "--json").out),
+                                 {"waiting": {}, "sending": {"common": {"time": {"enabled": False}}}})
+        readonly = qlczephra("set", "macos.updates.channel", "beta", "--string", *self.from_service)
+        self.assert_complaint(readonly, 1, "macos.updates.channel is read-only", "qlczephra readonly")
+
+    def test_push_id(self):
+        with StandInService(SERVICE_PROGRAM) as service:
+            self.assertEqual(qlczephra("push-id", "5f2a", *self.connection(service.url)).out,
+                             f"Registered with {service.url}\n")
+            machine = qlczephra("push-id", "", "--json", *self.connection(service.url))
+            self.assertEqual(json.loads(machine.out), {"pns_id": ""})
+            self.assertEqual(control(service.url, "product?product=corlane")["pns_ids"], ["5f2a", ""])
+            self.assert_complaint(qlczephra("push-id", "1", "--service", service.url, "--product", "other", "--token", "t"),
+                                  1, "push id", "--product")
+
+    def test_watch_uploads_and_tells_what_changes(self):
+        patch = self.folder / "watched.plist"
+        qlczephra("set", "common.time.curfew.enabled", "false", "--bool", "--file", patch)
+        with StandInService(SERVICE_PROGRAM) as service:
+            watch = ["watch", *self.connection(service.url, "--every", "1", "--patch-file", patch)]
+            with subprocess.Popen([PROGRAM, *map(str, watch), "--json"], stdout=subprocess.PIPE, text=True) as process:
+                def events(count):
+                    return sorted((json.loads(process.stdout.readline()) for _ in range(count)), key=lambda e: e["event"])
+                started, uploaded = events(2)
+                self.assertEqual((started["event"], uploaded), ("started", {"event": "uploaded"}))
+                self.assertGreater(started["settings"], 50)
+                self.assertFalse(self.values_at(service.url)["common"]["time"]["curfew"]["enabled"])
+                qlczephra("set", "common.time.quota.friday.duration", "45", "--int", *self.connection(service.url))
+                qlczephra("set", "common.device_labels.desk", "seven", "--string", *self.connection(service.url))
+                changed = {event["path"]: event for event in events(2)}
+                self.assertEqual(changed["common.time.quota.friday.duration"],
+                                 {"event": "changed", "path": "common.time.quota.friday.duration", "from": 150, "to": 45})
+                self.assertEqual(changed["common.device_labels.desk"],
+                                 {"event": "changed", "path": "common.device_labels.desk", "to": "seven"})
+                self.assert_complaint(qlczephra("set", "common.a", "1", "--int", "--file", patch), 1, patch,
+                                      "Another process has the files of pending changes")
+                process.send_signal(signal.SIGINT)
+                self.assertEqual(process.wait(timeout=10), 0)
+            human = qlczephra(*watch, "--for", "1")
+            self.assertRegex(human.out, rf"\AWatching the settings of product corlane from {service.url}: \d+ values\n\Z")
+        self.assert_complaint(qlczephra("watch", "--service", self.url, "--product", "corlane", "--token", "wrong"),
+                              1, "error 2", "give a token that is valid")
+
     def test_misuse(self):
         service = ["--service", self.url]
         cases = [
@@ -167,6 +280,22 @@ class CommandLineTest(unittest.TestCase):
             (["get", "a", "--file", self.stored, "--log", "loud"], "loud"),
             (["fetch"], "--service"),
             (["interpret"], "DOCUMENT"),
+            (["set", "common.a", "1", "--file", "p.plist"], "--bool, --int, --string and --json"),
+            (["set", "common.a", "1", "--int", "--json", "--file", "p.plist"], "--bool, --int, --string and --json"),
+            (["set", "common.a", "yes", "--bool", "--file", "p.plist"], "yes is no boolean"),
+            (["set", "common.a", "1.5", "--int", "--file", "p.plist"], "1.5 is no whole number"),
+            (["set", "common.a", "18446744073709551616", "--int", "--file", "p.plist"], "no whole number"),
+            (["set", "common.a", "{", "--json", "--file", "p.plist"], "no JSON"),
+            (["set", "common.a", "null", "--json", "--file", "p.plist"], "common.a"),
+            (["set", "common.a", "\x01", "--string", *self.from_service], "common.a"),
+            (["set", "common.a", "1", "--int", "--file", "p"], "p has no"),
+            (["set", "common.a", "1", "--int"], "--file"),
+            (["set", "common.a", "1", "--int", "--file", "p.plist", *service], "--file"),
+            (["pending"], "--uid"),
+            (["pending", "--file", "p.plist", "--uid", "1"], "--uid"),
+            (["push-id", *self.from_service], "ID"),
+            (["watch"], "--service"),
+            (["watch", *self.from_service, "--patch-file", "p"], "p has no"),
         ]
         for arguments, word in cases:
             with self.subTest(arguments=arguments):
@@ -193,6 +322,10 @@ class CommandLineTest(unittest.TestCase):
             (["fetch", *self.from_service, "--local-file", missing / "file"], [missing, "--local-file"]),
             (["fetch", *self.from_service, "--ca", missing], [missing, "--ca"]),
             (["fetch", *self.from_service, "--ca", damaged], [damaged, "certificate"]),
+            (["pending", "--file", damaged], [damaged, "--file"]),
+            (["set", "common.a", "1", "--int", "--file", missing / "p.plist"], [missing, "writable place"]),
+            (["set", "common.a", "1", "--int", *self.from_service, "--patch-file", missing / "p.plist"],
+             [missing, "writable place"]),
             (["fetch", "--service", self.url, "--product", "unknown", "--token", TOKEN], ["unknown", "--product"]),
         ]
         for arguments, words in cases:
@@ -213,7 +346,8 @@ class CommandLineTest(unittest.TestCase):
         self.assertIn("debug: ", qlczephra("fetch", *self.from_service, "--log", "debug").err)
 
     def test_help_has_examples_for_every_command(self):
-        for command in ("demo", "fetch", "get", "tree", "properties", "readonly", "interpret"):
+        for command in ("demo", "fetch", "get", "tree", "properties", "readonly", "interpret", "set", "pending",
+                        "push-id", "watch"):
             helped = qlczephra(command, "--help")
             self.assertEqual(helped.status, 0)
             self.assertIn(f"Usage: qlczephra {command}", helped.out)
@@ -223,20 +357,23 @@ class CommandLineTest(unittest.TestCase):
         faults = self.folder / "faults.json"
         write_faults(faults, [{"status": 503, "count": "always"}])
         with StandInService(SERVICE_PROGRAM, "--faults", str(faults)) as service:
-            fetch = ["fetch", *self.connection(service.url, "--timeout", "2")]
-            self.assert_complaint(qlczephra(*fetch), 1, "not done after 2 s", "the service answered 503", "--timeout")
-            screen, terminal = pty.openpty()
-            with subprocess.Popen([PROGRAM, *map(str, fetch)], stderr=terminal) as process:
-                os.close(terminal)
-                shown = b""
-                try:
-                    while chunk := os.read(screen, 4096):
-                        shown += chunk
-                except OSError:
-                    pass  # a terminal without a program behind it reads as an error
-            os.close(screen)
-            self.assertEqual(process.returncode, 1)
-            self.assertRegex(shown, rb"next try in \d+ s: the service answered 503")
+            connection = self.connection(service.url, "--timeout", "2")
+            for command in (["fetch", *connection], ["push-id", "1", *connection],
+                            ["set", "common.a", "1", "--int", "--patch-file", self.folder / "counted.plist", *connection]):
+                with self.subTest(command=command[0]):
+                    self.assert_complaint(qlczephra(*command), 1, "not done after 2 s", "the service answered 503")
+                    screen, terminal = pty.openpty()
+                    with subprocess.Popen([PROGRAM, *map(str, command)], stderr=terminal) as process:
+                        os.close(terminal)
+                        shown = b""
+                        try:
+                            while chunk := os.read(screen, 4096):
+                                shown += chunk
+                        except OSError:
+                            pass  # a terminal without a program behind it reads as an error
+                    os.close(screen)
+                    self.assertEqual(process.returncode, 1)
+                    self.assertRegex(shown, rb"next try in \d+ s: the service answered 503")
 
     def test_a_refused_fetch_is_repeated(self):
         faults = self.folder / "few-faults.json"

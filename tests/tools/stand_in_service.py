@@ -27,5 +27,13 @@ class StandInService:
         assert self._process.returncode == 0, f"the stand-in service ended with {self._process.returncode}"
 
 
+def control(url, what, body=None):
+    """Asks the control interface; with a body it is a POST."""
+    data = None if body is None else json.dumps(body).encode()
+    with urllib.request.urlopen(urllib.request.Request(f"{url}/control/{what}", data)) as reply:
+        content = reply.read()
+    return json.loads(content) if content else None
+
+
 def write_faults(path, faults):
     pathlib.Path(path).write_text(json.dumps(faults), encoding="utf-8")

@@ -4,6 +4,7 @@
 #include <numeric>
 
 #include "platform/json/json.h"
+#include "tools/demo/change_steps.h"
 #include "tools/demo/story.h"
 #include "tools/input.h"
 
@@ -18,10 +19,6 @@ service::LoggedRequest lastRequest(World& world) {
   const auto entries = world.service().log().entries();
   claim(!entries.empty(), "the service was asked");
   return entries.back();
-}
-
-void showRequest(const service::LoggedRequest& entry) {
-  show("service saw: " + entry.request.method + " " + entry.request.target + " -> " + std::to_string(entry.status));
 }
 
 void fetchFromService(World& world) {
@@ -143,6 +140,10 @@ constexpr Step story[] = {
     {"A second fetch finds nothing new", fetchUnchanged},
     {"The service is away; a new start reads the file", startFromFile},
     {"The service is back and refuses five times in a row", surviveRefusals},
+    {"The service is away again; the host changes two settings", changeWhileServiceIsAway},
+    {"The changes survive a restart", restartWithPendingChange},
+    {"The service is back and gets them", uploadWhenServiceReturns},
+    {"A change meets one of another client", changeAfterAnother},
 };
 
 }  // namespace

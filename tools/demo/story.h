@@ -11,6 +11,7 @@
 #include "service/http_server.h"
 #include "tools/connection_options.h"
 #include "tools/log_follower.h"
+#include "tools/temporary_directory.h"
 
 namespace qlczephra::tools::demo {
 
@@ -28,6 +29,8 @@ class WaitRecord {
 // A stand-in service with the sample document, a directory of its own for the manager's files, and a manager.
 class World {
  public:
+  static constexpr const char* product = "corlane";
+
   explicit World(const LogOptions& log);
   ~World();  // stops the service, removes the directory
   World(const World&) = delete;
@@ -45,14 +48,14 @@ class World {
 
   [[nodiscard]] service::Service& service() { return service_; }
   [[nodiscard]] std::string url() const { return url_; }
-  [[nodiscard]] std::string localFile() const { return directory_ + "/zephra-501.plist"; }
-  [[nodiscard]] std::string patchFile() const { return directory_ + "/patch-501.plist"; }
+  [[nodiscard]] std::string localFile() const { return directory_.path() + "/zephra-501.plist"; }
+  [[nodiscard]] std::string patchFile() const { return directory_.path() + "/patch-501.plist"; }
   [[nodiscard]] std::vector<int> waits() const { return waits_->seconds(); }
 
  private:
   std::shared_ptr<LogFollower> log_;
   std::shared_ptr<WaitRecord> waits_;
-  std::string directory_;
+  const TemporaryDirectory directory_;
   service::Service service_;
   std::optional<service::ServiceServer> server_;
   std::string url_;
@@ -61,6 +64,9 @@ class World {
 
 // Prints one line of what a step sees.
 void show(const std::string& line);
+
+// Prints what the service was asked, and its answer.
+void showRequest(const service::LoggedRequest& entry);
 
 // Ends the demonstration with a Failure when what a step claims is not so.
 void claim(bool holds, const std::string& what);

@@ -1,8 +1,4 @@
-#include <cerrno>
 #include <charconv>
-#include <cstdlib>
-#include <filesystem>
-#include <system_error>
 
 #include "platform/json/json.h"
 #include "service/sample_document.h"
@@ -14,22 +10,12 @@
 namespace qlczephra::tools::demo {
 namespace {
 
-constexpr const char* product = "corlane";
 constexpr const char* token = "demo-token";
 
 service::ServiceOptions acceptingOneToken() {
   service::ServiceOptions options;
   options.tokens = {token};
   return options;
-}
-
-std::string makeDirectory() {
-  std::string path = (std::filesystem::temp_directory_path() / "qlczephra-demo-XXXXXX").string();
-  if (::mkdtemp(path.data()) == nullptr) {
-    throw Failure("cannot make a directory " + path + ": " + std::generic_category().message(errno) +
-                  "; name a writable place in TMPDIR");
-  }
-  return path;
 }
 
 }  // namespace
@@ -51,7 +37,6 @@ std::vector<int> WaitRecord::seconds() const {
 World::World(const LogOptions& log)
     : log_(std::make_shared<LogFollower>(log.least())),
       waits_(std::make_shared<WaitRecord>()),
-      directory_(makeDirectory()),
       service_(acceptingOneToken()) {
   setLogSink([log = log_, waits = waits_](const LogLine& line) {
     log->take(line);
@@ -64,8 +49,6 @@ World::World(const LogOptions& log)
 World::~World() {
   host_.reset();
   stopService();
-  std::error_code ignored;
-  std::filesystem::remove_all(directory_, ignored);
 }
 
 void World::startService() {
@@ -90,6 +73,10 @@ void World::fetch() {
 
 void show(const std::string& line) {
   printLine("   " + line);
+}
+
+void showRequest(const service::LoggedRequest& entry) {
+  show("service saw: " + entry.request.method + " " + entry.request.target + " -> " + std::to_string(entry.status));
 }
 
 void claim(bool holds, const std::string& what) {

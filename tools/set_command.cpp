@@ -1,0 +1,162 @@
+// set: changes one setting, at a service or in a file of pending changes for later.
+#include <CLI/CLI.hpp>
+#include <chrono>
+#include <thread>
+
+#include "document/patch_map.h"
+#include "platform/plist/plist.h"
+#include "tools/commands.h"
+#include "tools/connection_options.h"
+#include "tools/failure.h"
+#include "tools/fetching.h"
+#include "tools/host_objects.h"
+#include "tools/leaves.h"
+#include "tools/log_follower.h"
+#include "tools/output.h"
+#include "tools/pending_files.h"
+#include "tools/temporary_directory.h"
+#include "tools/typed_value.h"
+
+namespace qlczephra::tools {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr const char* examples = R"(Examples:
+  qlczephra set common.time.curfew.enabled false --bool --service https://service.example --product corlane \
+      --token-file token
+      Returns when the service has the change. One that it does not take in time is given up.
+  qlczephra set common.sites.list '[{"url": "https://school.example/", "allowed": true}]' --json --uid 501 \
+      --service https://service.example --product corlane --token-file token
+      A change that the service does not take in time stays in the product's files and goes out with the next upload.
+  qlczephra set common.time.quota.friday.duration --int --file patch-501.plist -- -1
+      Only records the change, for the next upload; refused while a running program keeps this file.
+The kind of VALUE is never guessed; what is made of it is told by the exit status.
+)";
+
+struct SetCommand {
+  std::string path;
+  TypedValue value;
+  std::string file;
+  ConnectionOptions connection;
+  PatienceOptions patience;
+  LogOptions log;
+
+  void run() const;
+
+ private:
+  void checkChange() const;
+  void recordInFile() const;
+  void upload() const;
+  void write(QLCZephraManager& manager, const std::string& to, const LogFollower& follower) const;
+  void refuseReadonly(const QLCZephraManager& manager) const;
+  void awaitUpload(const PendingFiles& files, LogFollower& follower, bool kept) const;
+  void tell(const std::string& outcome) const { printLine(path + " = " + shown(value.get()) + ": " + outcome); }
+};
+
+// A manager would refuse such a change, or apply and not keep it, and only its log would say so.
+void SetCommand::checkChange() const {
+  const Value newValue = value.get();
+  if (const char* reason = document::whyTooLarge(path, newValue)) {
+    throw Misuse("the change of " + path.substr(0, 200) + " is " + reason + "; give a smaller one");
+  }
+  if (!plist::write(document::makePatch(path, newValue))) {
+    throw Misuse("a file of changes cannot hold the value or the path: null, a control character, or no UTF-8; " +
+                 std::string("give another value for ") + path.substr(0, 200));
+  }
+}
+
+// `to` names the file in which the change must be when the call has returned.
+void SetCommand::write(QLCZephraManager& manager, const std::string& to, const LogFollower& follower) const {
+  manager.setSettingValue(path, value.get());
+  const std::string trouble = follower.changeTrouble();
+  if (trouble.empty()) return;
+  throw Failure("cannot record the change in " + to + ": " + trouble +
+                "; give a file in a writable place that no running program keeps");
+}
+
+// By a manager whose upload begins, which is why the change is in the sending file then, and goes no further.
+void SetCommand::recordInFile() const {
+  const PendingFiles files(file);
+  const auto follower = LogFollower::install(log);
+  const auto delegate = std::make_shared<NoToken>();
+  QLCZephraManager manager(std::make_shared<QLCAppInfo>("none", "none"), std::make_shared<FixedURL>("http://localhost"),
+                           delegate);
+  manager.setPatchFilePath(files.waitingFile());
+  write(manager, files.waitingFile(), *follower);
+  tell("recorded in " + files.sendingFile());
+}
+
+void SetCommand::refuseReadonly(const QLCZephraManager& manager) const {
+  if (manager.getSettingIsReadonly(path) != true) return;
+  throw Failure(path + " is read-only, a change of it would have no effect; see what is writable with: " +
+                "qlczephra readonly PATH");
+}
+
+void SetCommand::awaitUpload(const PendingFiles& files, LogFollower& follower, bool kept) const {
+  const auto deadline = patience.deadline();
+  auto nextTick = Clock::now();
+  while (!files.areGone()) {
+    const bool timeIsUp = Clock::now() >= deadline;
+    if (timeIsUp || follower.refusedForGood()) {
+      follower.endCountdown();
+      const std::string trouble = follower.trouble();
+      throw Failure("cannot change " + path + " at " + connection.service() + ": " +
+                    (timeIsUp ? "not done after " + std::to_string(patience.seconds) + " s" : "") +
+                    (timeIsUp && !trouble.empty() ? ", " : "") + trouble + "; " +
+                    (kept ? "the change waits, see: qlczephra pending --file " + files.waitingFile()
+                          : "the change is given up, keep such ones with --patch-file or --uid"));
+    }
+    if (Clock::now() >= nextTick) {
+      follower.tick();
+      nextTick = Clock::now() + std::chrono::seconds(1);
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  follower.endCountdown();
+}
+
+void SetCommand::upload() const {
+  const auto follower = LogFollower::install(log);
+  const TemporaryDirectory directory;
+  const Host host = connection.connect();
+  QLCZephraManager& manager = *host.manager;
+  const bool kept = manager.patchFilePath().has_value();
+  if (!kept) manager.setPatchFilePath(directory.path() + "/patch.plist");
+  const PendingFiles files(*manager.patchFilePath());
+
+  // A change that is to be kept must not depend on the service being there.
+  if (manager.localFilePath()) manager.updateLocalSettings();
+  if (!kept) fetchSettings(manager, connection.what(), patience, *follower);
+  refuseReadonly(manager);
+  write(manager, files.waitingFile(), *follower);
+  awaitUpload(files, *follower, kept);
+  tell("the service has it");
+}
+
+void SetCommand::run() const {
+  checkChange();
+  if (!file.empty()) return recordInFile();
+  if (connection.given()) return upload();
+  throw Misuse("there is nowhere to make the change; give --service URL --product NAME with a token, or --file FILE");
+}
+
+}  // namespace
+
+void addSetCommand(CLI::App& program) {
+  auto command = std::make_shared<SetCommand>();
+  CLI::App* app = program.add_subcommand("set", "Change a setting");
+  app->footer(examples);
+  app->add_option("PATH", command->path, "Section and property names joined by dots, as common.time.curfew.enabled")
+      ->required();
+  command->value.addTo(*app);
+  CLI::Option* file = app->add_option("--file", command->file,
+                                      "Record the change beside this file of pending changes, without a service");
+  file->option_text("FILE");
+  file->excludes(command->connection.addTo(*app));
+  command->patience.addTo(*app);
+  command->log.addTo(*app);
+  app->callback([command] { command->run(); });
+}
+
+}  // namespace qlczephra::tools
