@@ -174,7 +174,8 @@ class ManagerCore : public ChangesSender, public std::enable_shared_from_this<Ma
   platform::Platform& platform_;
   const ManagerLog log_;
   std::atomic<bool> closed_{false};
-  std::atomic<bool> localFileSeen_{false};  // and whether others may change it looked at
+  std::atomic<std::size_t> localFileSize_{0};  // as it was last written
+  std::atomic<bool> localFileSeen_{false};     // and whether others may change it looked at
 
   const std::shared_ptr<QLCAppInfo> appInfo_;
   const std::shared_ptr<QLCServicesURLsProviderProtocol> urlsProvider_;

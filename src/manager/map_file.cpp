@@ -8,13 +8,18 @@
 
 namespace qlczephra {
 
-MapFileContent readMapFile(platform::FileStore& files, const std::string& path) {
+MapFileContent readMapFile(platform::FileStore& files, const std::string& path, const MapFileContent& known) {
   using State = MapFileContent::State;
   MapFileContent content;
   const platform::FileStatus status = files.read(path, content.bytes);
   if (!status.ok()) {
     content.state = status.kind == platform::FileStatus::Kind::missing ? State::missing : State::unavailable;
     content.bytes.clear();
+    return content;
+  }
+  if (known.state == State::good && content.bytes == known.bytes) {
+    content.state = State::good;
+    content.map = known.map;
     return content;
   }
   const auto decoded = plist::read(content.bytes);
@@ -26,11 +31,13 @@ MapFileContent readMapFile(platform::FileStore& files, const std::string& path) 
 }
 
 MapFileWritten writeMapFile(platform::FileStore& files, const std::string& path, const Map& map,
-                            const std::string& present) {
-  const std::optional<std::string> content = plist::write(Value(map));
+                            std::string_view present, std::size_t expectedSize, std::string& bytes) {
+  constexpr std::size_t someGrowth = 512;
+  std::optional<std::string> content = plist::write(Value(map), expectedSize + someGrowth);
   if (!content) return MapFileWritten::unfit;
-  if (*content == present) return MapFileWritten::unchanged;
-  return platform::replaceFile(files, path, *content).ok() ? MapFileWritten::done : MapFileWritten::failed;
+  bytes = *std::move(content);
+  if (bytes == present) return MapFileWritten::unchanged;
+  return platform::replaceFile(files, path, bytes).ok() ? MapFileWritten::done : MapFileWritten::failed;
 }
 
 }  // namespace qlczephra

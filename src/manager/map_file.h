@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "platform/file_store.h"
 #include "qlczephra/value.h"
@@ -21,7 +22,9 @@ struct MapFileContent {
   std::string bytes;  // what was read
 };
 
-[[nodiscard]] MapFileContent readMapFile(platform::FileStore& files, const std::string& path);
+// Where the bytes are those of `known`, so is the map, which saves reading it again.
+[[nodiscard]] MapFileContent readMapFile(platform::FileStore& files, const std::string& path,
+                                         const MapFileContent& known = {});
 
 enum class MapFileWritten : std::uint8_t {
   done,
@@ -30,8 +33,9 @@ enum class MapFileWritten : std::uint8_t {
   failed,     // a file operation failed; the old file stays
 };
 
-// Replaces the file as a whole, unless its content, `present`, is already what would be written.
+// Replaces the file as a whole, unless its content, `present`, is already what would be written. `bytes` becomes what
+// was to be written, made where it stays when `expectedSize` is a good guess.
 [[nodiscard]] MapFileWritten writeMapFile(platform::FileStore& files, const std::string& path, const Map& map,
-                                          const std::string& present);
+                                          std::string_view present, std::size_t expectedSize, std::string& bytes);
 
 }  // namespace qlczephra

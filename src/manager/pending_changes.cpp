@@ -137,7 +137,7 @@ std::optional<Map> PendingChanges::record(const Map& change, std::vector<std::st
   if (written == MapFileWritten::failed && !plist::write(Value(change))) written = MapFileWritten::unfit;
   switch (written) {
     case MapFileWritten::done:
-    case MapFileWritten::unchanged:
+    case MapFileWritten::unchanged:  // counts as done there
       unsaved_ = Map();
       if (state_ != State::inFlight) unsavedSending_ = Map();
       outage_ = false;

@@ -33,12 +33,12 @@ bool PendingFiles::own(std::vector<std::string>& concerns) {
   return true;
 }
 
-MapFileContent PendingFiles::read(const std::string& path, Map& last, bool wentOn) {
-  MapFileContent content = readMapFile(files_, path);
+MapFileContent PendingFiles::read(const std::string& path, MapFileContent& last, bool wentOn) {
+  MapFileContent content = readMapFile(files_, path, last);
   if (content.state == State::unavailable) {
-    content.map = last;
+    content.map = last.map;
   } else {
-    last = content.map;
+    last = content;
   }
   if (wentOn) content.map = Map();
   return content;
@@ -75,30 +75,31 @@ bool PendingFiles::setAsideIfDamaged(const std::string& path, const MapFileConte
 }
 
 MapFileWritten PendingFiles::write(const std::string& path, const Map& changes, const MapFileContent& present,
-                                   std::vector<std::string>& errors) {
+                                   MapFileContent& last, std::vector<std::string>& errors) {
   if (!setAsideIfDamaged(path, present, errors)) return MapFileWritten::failed;
   if (moveNeedsFlush_ && !flushNames()) return MapFileWritten::failed;
-  const MapFileWritten written =
-      writeMapFile(files_, path, changes, present.state == State::good ? present.bytes : std::string());
+  std::string bytes;
+  const std::string_view unchanged =
+      present.state == State::good ? std::string_view(present.bytes) : std::string_view();
+  const MapFileWritten written = writeMapFile(files_, path, changes, unchanged, present.bytes.size(), bytes);
   if (written == MapFileWritten::unfit || written == MapFileWritten::failed) return written;
   if (written == MapFileWritten::done) namesNeedFlush_ = true;
-  return flushNames() ? MapFileWritten::done : MapFileWritten::failed;
+  if (!flushNames()) return MapFileWritten::failed;
+  last = {State::good, changes, std::move(bytes)};
+  return MapFileWritten::done;
 }
 
 MapFileWritten PendingFiles::writePatch(const Map& changes, const MapFileContent& present,
                                         std::vector<std::string>& errors) {
-  const MapFileWritten written = write(patchPath_, changes, present, errors);
-  if (written == MapFileWritten::done) {
-    lastPatch_ = changes;
-    patchWentOn_ = false;
-  }
+  const MapFileWritten written = write(patchPath_, changes, present, lastPatch_, errors);
+  if (written == MapFileWritten::done) patchWentOn_ = false;
   return written;
 }
 
 bool PendingFiles::promotePatch() {
   if (!files_.rename(patchPath_, sendingPath_).ok()) return false;
   namesNeedFlush_ = moveNeedsFlush_ = true;
-  lastSending_ = std::exchange(lastPatch_, Map());
+  lastSending_ = std::exchange(lastPatch_, {});
   sendingWentOn_ = false;
   // Until the names are flushed a power cut may bring the patch file back under its old name, which loses nothing.
   static_cast<void>(flushNames());
@@ -109,9 +110,7 @@ bool PendingFiles::replaceSending(const Map& changes, const MapFileContent& send
                                   std::vector<std::string>& errors) {
   if (isPlanted(PlantedBug::patchRemovedEarly)) static_cast<void>(files_.remove(patchPath_));
   if (isPlanted(PlantedBug::sendingRemovedEarly)) static_cast<void>(files_.remove(sendingPath_));
-  const MapFileWritten written = write(sendingPath_, changes, sending, errors);
-  if (written != MapFileWritten::done && written != MapFileWritten::unchanged) return false;
-  lastSending_ = changes;
+  if (write(sendingPath_, changes, sending, lastSending_, errors) != MapFileWritten::done) return false;
   sendingWentOn_ = false;
   if (patch.state == State::missing || !setAsideIfDamaged(patchPath_, patch, errors)) return true;
   removePatch();
@@ -122,14 +121,14 @@ void PendingFiles::removePatch() {
   patchWentOn_ = files_.remove(patchPath_).kind == platform::FileStatus::Kind::unavailable;
   if (patchWentOn_) return;
   namesNeedFlush_ = true;
-  lastPatch_ = Map();
+  lastPatch_ = {};
 }
 
 void PendingFiles::removeSending() {
   sendingWentOn_ = files_.remove(sendingPath_).kind == platform::FileStatus::Kind::unavailable;
   if (sendingWentOn_) return;
   namesNeedFlush_ = true;
-  lastSending_ = Map();
+  lastSending_ = {};
 }
 
 void PendingFiles::removeLeftovers() {

@@ -36,7 +36,7 @@ class PendingFiles {
   [[nodiscard]] MapFileContent readSending() { return read(sendingPath_, lastSending_, sendingWentOn_); }
 
   // The sending file as it was last seen.
-  [[nodiscard]] const Map& lastSending() const noexcept { return lastSending_; }
+  [[nodiscard]] const Map& lastSending() const noexcept { return lastSending_.map; }
 
   // Makes `changes` the patch file, durably. `present` is what readPatch() gave.
   [[nodiscard]] MapFileWritten writePatch(const Map& changes, const MapFileContent& present,
@@ -54,12 +54,12 @@ class PendingFiles {
   void removeLeftovers();
 
  private:
-  [[nodiscard]] MapFileContent read(const std::string& path, Map& last, bool wentOn);
+  [[nodiscard]] MapFileContent read(const std::string& path, MapFileContent& last, bool wentOn);
   void removePatch();
   [[nodiscard]] bool setAsideIfDamaged(const std::string& path, const MapFileContent& content,
                                        std::vector<std::string>& errors);
   [[nodiscard]] MapFileWritten write(const std::string& path, const Map& changes, const MapFileContent& present,
-                                     std::vector<std::string>& errors);
+                                     MapFileContent& last, std::vector<std::string>& errors);
   // Makes all names changed so far durable.
   [[nodiscard]] bool flushNames();
 
@@ -71,8 +71,9 @@ class PendingFiles {
   // One directory as a rule; two when a directory's own name holds ".plist".
   std::vector<std::string> directories_;
   bool namesNeedFlush_ = true;  // an earlier process may have left some
-  Map lastPatch_;
-  Map lastSending_;
+  // As the files were last seen: for want of a present look, and so that what did not change is not read again.
+  MapFileContent lastPatch_;
+  MapFileContent lastSending_;
   bool patchWentOn_ = false;
   bool sendingWentOn_ = false;
   // A file was moved away from its name. The name must not be used again before that is durable: a power cut could keep

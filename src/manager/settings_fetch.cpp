@@ -51,7 +51,9 @@ void ManagerCore::storeSettings(const std::string& path, const Map& settings, co
   std::string present;
   if (before == settings) static_cast<void>(platform_.files().read(path, present));
   // The outcome counts for nobody: the settings are in use, and the next fetch or change writes them again.
-  static_cast<void>(writeMapFile(platform_.files(), path, settings, present));
+  std::string bytes;
+  static_cast<void>(writeMapFile(platform_.files(), path, settings, present, localFileSize_.load(), bytes));
+  localFileSize_.store(bytes.size());
 }
 
 void ManagerCore::fetchRemoteSettings(Completion completion) {

@@ -36,7 +36,7 @@ struct ReadError {
 // The value as a property list that reads back equal, keys in the map's order, one line for each value, indented by
 // tabs. None when the value holds what the format cannot: a null, a real that is not finite, a string or key that is
 // not UTF-8 or has a character that XML forbids (a control character but tab, line feed and carriage return; U+FFFE,
-// U+FFFF), or a nesting deeper than `maximumNesting`.
-[[nodiscard]] std::optional<std::string> write(const Value& value);
+// U+FFFF), or a nesting deeper than `maximumNesting`. With a good guess of the text's size it is made where it stays.
+[[nodiscard]] std::optional<std::string> write(const Value& value, std::size_t expectedSize = 0);
 
 }  // namespace qlczephra::plist

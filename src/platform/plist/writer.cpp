@@ -118,9 +118,10 @@ class Writer {
 
 }  // namespace
 
-std::optional<std::string> write(const Value& value) {
+std::optional<std::string> write(const Value& value, std::size_t expectedSize) {
   if (value.nesting() > maximumNesting) return std::nullopt;
   Writer writer;
+  writer.text.reserve(expectedSize);
   if (!walk(value, writer)) return std::nullopt;
   writer.text += ending;
   return std::move(writer.text);
