@@ -26,4 +26,10 @@ inline constexpr std::string_view dynamicKey = "dynamic";
   return value != nullptr && value->boolean() == true;
 }
 
+// The value of what stands in a map of nodes; null when it is no node, as a placeholder or a raw value.
+[[nodiscard]] inline const Value* valueOfNode(const Value& node) noexcept {
+  const Map* map = node.map();
+  return map == nullptr ? nullptr : map->find(valueKey);
+}
+
 }  // namespace qlczephra::document

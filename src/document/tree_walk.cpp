@@ -34,7 +34,7 @@ Map flattened(const Map& children) {
   result.reserve(children.size());
   for (auto child = children.begin(); child != children.end(); ++child) {
     const Value& value = (*child).value;
-    const Value* inner = value.map() == nullptr ? nullptr : value.map()->find(valueKey);
+    const Value* inner = valueOfNode(value);
     if (inner == nullptr) {
       result.setShared(child.sharedKey(), value);
     } else if (inner->map() != nullptr) {

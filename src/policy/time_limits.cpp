@@ -1,0 +1,16 @@
+// Quota and curfew under the master switch.
+#include "policy/views.h"
+
+namespace qlczephra::policy {
+
+namespace path {
+constexpr std::string_view enabled = "common.time.enabled";  // boolean; else false
+}  // namespace path
+
+QLTimeLimits timeLimits(const Settings& settings) {
+  QLTimeLimits limits(quota(settings), curfew(settings));
+  limits.setIsEnabled(settings[path::enabled].boolean().value_or(false));
+  return limits;
+}
+
+}  // namespace qlczephra::policy
