@@ -116,6 +116,16 @@ class QLCZEPHRA_EXPORT QLCZephraManager final : public QLCZephraManagerProtocol 
   void setObjectValue(std::string_view path, const Value& value) override;
   void setPNSID(std::string id, Completion completion) override;
 
+  [[nodiscard]] QLTimeLimits timeLimits() const override;
+  [[nodiscard]] std::optional<QLCurfew> curfew() const override;
+  [[nodiscard]] std::optional<QLQuota> quota() const override;
+  [[nodiscard]] std::optional<QLCBrowsingProtection> browsingProtection() const override;
+  [[nodiscard]] std::optional<QLContentCategories> contentCategories() const override;
+  [[nodiscard]] std::optional<QLCSchedule> schedule() const override;
+  [[nodiscard]] std::optional<QLCPMProxySettings> pmProxySettings() const override;
+  [[nodiscard]] QLCFirewall firewall() const override;
+  [[nodiscard]] std::optional<QLCVORT2Settings> vort2ProxySettings() const override;
+
   // "/usr/local/quellin/corlane/sysconfig/settings/zephra-<uid>.plist" and ".../patch-<uid>.plist"; user id 1 shares
   // the files of user id 0. Touch no file.
   [[nodiscard]] static std::string localSettingsFileForUid(std::int64_t uid);

@@ -11,6 +11,12 @@
 #include <string_view>
 
 #include "qlczephra/error.h"
+#include "qlczephra/policy/browsing_protection.h"
+#include "qlczephra/policy/content_categories.h"
+#include "qlczephra/policy/firewall.h"
+#include "qlczephra/policy/proxy.h"
+#include "qlczephra/policy/scheduled_scanning.h"
+#include "qlczephra/policy/time_limits.h"
 #include "qlczephra/value.h"
 
 namespace qlczephra {
@@ -80,6 +86,24 @@ class QLCZEPHRA_EXPORT QLCZephraManagerProtocol {
   // as long as the manager exists; a failed call is repeated with back-off first. Nothing is kept: an id that was not
   // confirmed before the process ended is the host's to register again. Registrations are independent of each other.
   virtual void setPNSID(std::string id, Completion completion) = 0;
+
+  // Policy records, made anew by each call from one whole tree: a record never mixes two revisions of the settings, and
+  // equal settings give equal records. None of these fails; a setting that is missing or of another kind gives a
+  // default, leaves a piece out, or gives none, as docs/policy.md lists. They wait for nothing, as reads do.
+  [[nodiscard]] virtual QLTimeLimits timeLimits() const = 0;
+  // None when curfew, quota, site list or content categories are not enabled, or settings they need are missing.
+  [[nodiscard]] virtual std::optional<QLCurfew> curfew() const = 0;
+  [[nodiscard]] virtual std::optional<QLQuota> quota() const = 0;
+  [[nodiscard]] virtual std::optional<QLCBrowsingProtection> browsingProtection() const = 0;
+  [[nodiscard]] virtual std::optional<QLContentCategories> contentCategories() const = 0;
+  // None when no scan is scheduled or its time or frequency is not complete.
+  [[nodiscard]] virtual std::optional<QLCSchedule> schedule() const = 0;
+  // None without a known type of proxy, and for a user-defined proxy without an address. For each address without a
+  // host, which is left out, a line "returning nil here" goes to standard output.
+  [[nodiscard]] virtual std::optional<QLCPMProxySettings> pmProxySettings() const = 0;
+  [[nodiscard]] virtual QLCFirewall firewall() const = 0;
+  // As pmProxySettings(), and silent.
+  [[nodiscard]] virtual std::optional<QLCVORT2Settings> vort2ProxySettings() const = 0;
 };
 
 }  // namespace qlczephra

@@ -6,6 +6,7 @@
 
 #include "document/tree_walk.h"
 #include "manager/manager_core.h"
+#include "policy/views.h"
 
 namespace qlczephra {
 
@@ -29,6 +30,14 @@ auto readAt(const ManagerCore& core, std::string_view path, Select select) {
 
 std::optional<Map> mapOf(const Value& value) {
   return value.map() == nullptr ? std::nullopt : std::optional(*value.map());
+}
+
+// What `view` makes of the present tree. The view works on a share of it: building a record takes long for a read of
+// the published state, and may write to standard output.
+template <typename Record>
+Record recordFrom(const ManagerCore& core, Record (*view)(const policy::Settings&)) {
+  const std::optional<Map> tree = core.settings().tree();
+  return view(policy::Settings(tree ? &*tree : nullptr));
 }
 
 }  // namespace
@@ -147,6 +156,34 @@ void QLCZephraManager::setObjectValue(std::string_view path, const Value& value)
 }
 void QLCZephraManager::setPNSID(std::string id, Completion completion) {
   core_->setPNSID(std::move(id), std::move(completion));
+}
+
+QLTimeLimits QLCZephraManager::timeLimits() const {
+  return recordFrom(*core_, policy::timeLimits);
+}
+std::optional<QLCurfew> QLCZephraManager::curfew() const {
+  return recordFrom(*core_, policy::curfew);
+}
+std::optional<QLQuota> QLCZephraManager::quota() const {
+  return recordFrom(*core_, policy::quota);
+}
+std::optional<QLCBrowsingProtection> QLCZephraManager::browsingProtection() const {
+  return recordFrom(*core_, policy::browsingProtection);
+}
+std::optional<QLContentCategories> QLCZephraManager::contentCategories() const {
+  return recordFrom(*core_, policy::contentCategories);
+}
+std::optional<QLCSchedule> QLCZephraManager::schedule() const {
+  return recordFrom(*core_, policy::schedule);
+}
+std::optional<QLCPMProxySettings> QLCZephraManager::pmProxySettings() const {
+  return recordFrom(*core_, policy::pmProxySettings);
+}
+QLCFirewall QLCZephraManager::firewall() const {
+  return recordFrom(*core_, policy::firewall);
+}
+std::optional<QLCVORT2Settings> QLCZephraManager::vort2ProxySettings() const {
+  return recordFrom(*core_, policy::vort2ProxySettings);
 }
 
 std::string QLCZephraManager::localSettingsFileForUid(std::int64_t uid) {
