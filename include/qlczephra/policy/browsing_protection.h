@@ -17,8 +17,10 @@ class QLCZEPHRA_EXPORT QLCBrowsingProtection {
 
   // Addresses that are allowed and that are blocked, as the settings have them and in their order: nothing is
   // normalised, duplicates stay.
-  [[nodiscard]] const std::vector<std::string>& whitelist() const noexcept { return whitelist_; }
-  [[nodiscard]] const std::vector<std::string>& blacklist() const noexcept { return blacklist_; }
+  [[nodiscard]] const std::vector<std::string>& whitelist() const& noexcept { return whitelist_; }
+  [[nodiscard]] std::vector<std::string> whitelist() && noexcept { return std::move(whitelist_); }
+  [[nodiscard]] const std::vector<std::string>& blacklist() const& noexcept { return blacklist_; }
+  [[nodiscard]] std::vector<std::string> blacklist() && noexcept { return std::move(blacklist_); }
 
   // One line with all that the record holds, for logs.
   [[nodiscard]] std::string description() const;

@@ -39,7 +39,8 @@ class QLCZEPHRA_EXPORT QLContentCategories {
   void setIsEnabled(bool isEnabled) noexcept { isEnabled_ = isEnabled; }
 
   // In the order added; the manager adds each name once, in the order of Map.
-  [[nodiscard]] const std::vector<CategoryEntry>& categories() const noexcept { return categories_; }
+  [[nodiscard]] const std::vector<CategoryEntry>& categories() const& noexcept { return categories_; }
+  [[nodiscard]] std::vector<CategoryEntry> categories() && noexcept { return std::move(categories_); }
   void addCategory(QLContentCategory category, std::string name, bool isBlocked) {
     categories_.push_back({category, std::move(name), isBlocked});
   }

@@ -191,8 +191,10 @@ class QLCZEPHRA_EXPORT QLCFirewall {
   [[nodiscard]] const QLCFirewallSystemSettings& systemSettings() const noexcept { return systemSettings_; }
   [[nodiscard]] bool enabled() const noexcept { return enabled_; }  // the product's own firewall
   // May be empty and may name no profile.
-  [[nodiscard]] const std::string& currentProfileID() const noexcept { return currentProfileID_; }
-  [[nodiscard]] const Profiles& profiles() const noexcept { return profiles_; }
+  [[nodiscard]] const std::string& currentProfileID() const& noexcept { return currentProfileID_; }
+  [[nodiscard]] std::string currentProfileID() && noexcept { return std::move(currentProfileID_); }
+  [[nodiscard]] const Profiles& profiles() const& noexcept { return profiles_; }
+  [[nodiscard]] Profiles profiles() && noexcept { return std::move(profiles_); }
 
   // One line with all that the record holds, for logs.
   [[nodiscard]] std::string description() const;

@@ -50,7 +50,8 @@ class QLCZEPHRA_EXPORT QLCVORT2Settings {
   [[nodiscard]] const QLCHTTPProxySettings& httpProxy() const noexcept { return httpProxy_; }  // no proxy at first
   void setHttpProxy(QLCHTTPProxySettings httpProxy) { httpProxy_ = std::move(httpProxy); }
   // None when there is no local server to ask first; an empty address is passed on as the settings have it.
-  [[nodiscard]] const std::optional<std::string>& localServerAddress() const noexcept { return localServerAddress_; }
+  [[nodiscard]] const std::optional<std::string>& localServerAddress() const& noexcept { return localServerAddress_; }
+  [[nodiscard]] std::optional<std::string> localServerAddress() && noexcept { return std::move(localServerAddress_); }
   void setLocalServerAddress(std::string address) { localServerAddress_ = std::move(address); }
   // Whether to go on without the local server when it cannot be reached; none without a local server.
   [[nodiscard]] std::optional<bool> fallbackToGlobal() const noexcept { return fallbackToGlobal_; }
@@ -99,13 +100,15 @@ class QLCZEPHRA_EXPORT QLCPMProxySettings {
   [[nodiscard]] const QLCHTTPProxySettings& httpProxy() const noexcept { return httpProxy_; }  // no proxy at first
   void setHttpProxy(QLCHTTPProxySettings httpProxy) { httpProxy_ = std::move(httpProxy); }
   // To be used in place of the policy manager's own address; none when there is none.
-  [[nodiscard]] const std::optional<QLCPMAddress>& overridePMAddress() const noexcept { return overridePMAddress_; }
+  [[nodiscard]] const std::optional<QLCPMAddress>& overridePMAddress() const& noexcept { return overridePMAddress_; }
+  [[nodiscard]] std::optional<QLCPMAddress> overridePMAddress() && noexcept { return std::move(overridePMAddress_); }
   void setOverridePMAddress(std::optional<QLCPMAddress> address) { overridePMAddress_ = std::move(address); }
   // Whether to go to the policy manager when no proxy can be reached; none when the settings do not say.
   [[nodiscard]] std::optional<bool> fallbackToPM() const noexcept { return fallbackToPM_; }
   void setFallbackToPM(bool fallback) noexcept { fallbackToPM_ = fallback; }
   // To choose from, in the order of the settings; none when the settings have no such list, which is not an empty one.
-  [[nodiscard]] const std::optional<std::vector<QLCPMAddress>>& proxies() const noexcept { return proxies_; }
+  [[nodiscard]] const std::optional<std::vector<QLCPMAddress>>& proxies() const& noexcept { return proxies_; }
+  [[nodiscard]] std::optional<std::vector<QLCPMAddress>> proxies() && noexcept { return std::move(proxies_); }
   void setProxies(std::vector<QLCPMAddress> proxies) { proxies_ = std::move(proxies); }
   // Whether to go to the cloud in the end; none when the settings do not say.
   [[nodiscard]] std::optional<bool> fallbackToCloud() const noexcept { return fallbackToCloud_; }

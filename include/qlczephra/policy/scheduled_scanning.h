@@ -37,7 +37,8 @@ class QLCZEPHRA_EXPORT QLCSchedule {
   // Of a weekly scan the days of the week, Monday 1 to Sunday 7, in no order to rely on; of a monthly scan the days of
   // the month as the settings have them. None for daily scans, and where the settings name no usable days; an empty
   // list when they name days and select none.
-  [[nodiscard]] const std::optional<std::vector<std::int64_t>>& days() const noexcept { return days_; }
+  [[nodiscard]] const std::optional<std::vector<std::int64_t>>& days() const& noexcept { return days_; }
+  [[nodiscard]] std::optional<std::vector<std::int64_t>> days() && noexcept { return std::move(days_); }
   void setDays(std::optional<std::vector<std::int64_t>> days) { days_ = std::move(days); }
 
   // One line with all that the record holds, for logs.

@@ -4,6 +4,10 @@
 // manager makes a new record for every call; a host may also make its own. One record may be read by any number of
 // threads as long as none changes it.
 //
+// Lists that a temporary record is asked for are the caller's own, so `for (... : manager.firewall().profiles())` is
+// safe. `manager.curfew()->days()` is not: what `->` leads to ends with the temporary. Keep such a record in a
+// variable.
+//
 // Times and durations stand as the settings have them: no unit, range or order is checked.
 #pragma once
 
@@ -74,7 +78,8 @@ class QLCZEPHRA_EXPORT QLCurfew {
   void setIsEnabled(bool isEnabled) noexcept { isEnabled_ = isEnabled; }
 
   // In the order added; the manager adds Monday first, each day at most once.
-  [[nodiscard]] const std::vector<DayEntry>& days() const noexcept { return days_; }
+  [[nodiscard]] const std::vector<DayEntry>& days() const& noexcept { return days_; }
+  [[nodiscard]] std::vector<DayEntry> days() && noexcept { return std::move(days_); }
   void addDay(QLCurfewDay day, std::optional<std::vector<TimeRange>> ranges, std::string dayName) {
     days_.push_back({day, std::move(ranges), std::move(dayName)});
   }
@@ -82,9 +87,11 @@ class QLCZEPHRA_EXPORT QLCurfew {
   void reserveDays(std::size_t count) { days_.reserve(count); }
 
   // Ranges before days with school and on weekends; empty when the settings name none. The manager adds one range each.
-  [[nodiscard]] const std::vector<TimeRange>& schoolNights() const noexcept { return schoolNights_; }
+  [[nodiscard]] const std::vector<TimeRange>& schoolNights() const& noexcept { return schoolNights_; }
+  [[nodiscard]] std::vector<TimeRange> schoolNights() && noexcept { return std::move(schoolNights_); }
   void addSchoolNights(std::vector<TimeRange> ranges) { add(std::move(ranges), schoolNights_); }
-  [[nodiscard]] const std::vector<TimeRange>& weekends() const noexcept { return weekends_; }
+  [[nodiscard]] const std::vector<TimeRange>& weekends() const& noexcept { return weekends_; }
+  [[nodiscard]] std::vector<TimeRange> weekends() && noexcept { return std::move(weekends_); }
   void addWeekends(std::vector<TimeRange> ranges) { add(std::move(ranges), weekends_); }
 
   // One line with all that the record holds, for logs.
@@ -142,7 +149,8 @@ class QLCZEPHRA_EXPORT QLQuota {
   void setIsEnabled(bool isEnabled) noexcept { isEnabled_ = isEnabled; }
 
   // In the order added; the manager adds Monday first, each day at most once.
-  [[nodiscard]] const std::vector<DayEntry>& days() const noexcept { return days_; }
+  [[nodiscard]] const std::vector<DayEntry>& days() const& noexcept { return days_; }
+  [[nodiscard]] std::vector<DayEntry> days() && noexcept { return std::move(days_); }
   void addDay(QLQuotaDay day, std::int64_t duration, std::string dayName) {
     days_.push_back({day, duration, std::move(dayName)});
   }
@@ -168,8 +176,10 @@ class QLCZEPHRA_EXPORT QLTimeLimits {
   [[nodiscard]] bool isEnabled() const noexcept { return isEnabled_; }  // false at first
   void setIsEnabled(bool isEnabled) noexcept { isEnabled_ = isEnabled; }
   // None when there is no quota or curfew to observe.
-  [[nodiscard]] const std::optional<QLQuota>& quota() const noexcept { return quota_; }
-  [[nodiscard]] const std::optional<QLCurfew>& curfew() const noexcept { return curfew_; }
+  [[nodiscard]] const std::optional<QLQuota>& quota() const& noexcept { return quota_; }
+  [[nodiscard]] std::optional<QLQuota> quota() && noexcept { return std::move(quota_); }
+  [[nodiscard]] const std::optional<QLCurfew>& curfew() const& noexcept { return curfew_; }
+  [[nodiscard]] std::optional<QLCurfew> curfew() && noexcept { return std::move(curfew_); }
 
   // One line with all that the record holds, for logs.
   [[nodiscard]] std::string description() const;
