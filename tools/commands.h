@@ -16,5 +16,6 @@ void addSetCommand(CLI::App& program);
 void addPendingCommand(CLI::App& program);
 void addPushIdCommand(CLI::App& program);
 void addWatchCommand(CLI::App& program);
+void addPolicyCommand(CLI::App& program);
 
 }  // namespace qlczephra::tools

@@ -61,6 +61,7 @@ int main(int argc, char** argv) {
   addPendingCommand(program);
   addPushIdCommand(program);
   addWatchCommand(program);
+  addPolicyCommand(program);
   try {
     program.parse(argc, argv);
     return static_cast<int>(ExitStatus::success);

@@ -1,0 +1,22 @@
+// Text in columns, for a terminal.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace qlczephra::tools {
+
+using Lines = std::vector<std::string>;
+
+// One line a row; columns as wide as their widest cell, two blanks between them, none at the end of a line.
+[[nodiscard]] Lines tableLines(const std::vector<std::vector<std::string>>& rows);
+
+// The text as it stands; as a JSON string when it holds a control character, which could break the table or steer the
+// terminal.
+[[nodiscard]] std::string cell(std::string_view text);
+
+// Adds `more` to `lines`, each line two blanks further in.
+void append(Lines& lines, const Lines& more);
+
+}  // namespace qlczephra::tools
