@@ -110,6 +110,7 @@ void addPolicyCommand(CLI::App& program) {
   CLI::Option* document = command->document.addTo(*app, "--document")->option_text("FILE");
   document->excludes("--file")->excludes("--service");
   app->get_option("--sending")->needs(document);
+  app->get_option("--patch")->needs(document);
   command->output.addTo(*app);
   app->callback([command] { command->run(); });
 }

@@ -8,6 +8,7 @@ import pathlib
 import subprocess
 import sys
 import tempfile
+import textwrap
 import unittest
 
 from stand_in_service import StandInService
@@ -36,6 +37,30 @@ class ExamplesTest(unittest.TestCase):
                 first = run("readme_program", service.url, folder=folder)
             self.assertEqual((first.returncode, first.stdout), (0, "curfew: on\n"), first.stderr)
             self.assertEqual([path.name for path in pathlib.Path(folder).iterdir()], ["zephra-501.plist"])
+
+    def test_apply_policy_acts_on_what_has_changed(self):
+        with tempfile.TemporaryDirectory() as folder:
+            with StandInService(SERVICE_PROGRAM) as service:
+                ended = run("apply_policy", service.url, folder=folder)
+        self.assertEqual(ended.returncode, 0, ended.stderr)
+        self.assertEqual(ended.stdout, textwrap.dedent("""\
+            system firewall: on
+            firewall: profile Büro, incoming block, outgoing block by default
+              allow out: Allow mail (2 identifiers)
+              allow all: Allow meetings (4 identifiers)
+              block all: Block game launchers (1 identifiers)
+            scan: weekly at 19:30, days 7 3
+            service client: proxy proxy.office.example:3128, local server vort2.office.example
+            policy manager: proxy http://proxy.office.example:3128
+              relay relay-1.office.example:8443
+              relay 10.1.2.3:443
+              relay relay-2.office.example:443
+            -- the user switches to the home profile
+            system firewall: on
+            firewall: profile Home network, incoming block, outgoing allow by default
+              allow in: Allow file sharing (3 identifiers)
+              block out: Block telemetry (1 identifiers)
+            """))
 
     def test_syslog_sink(self):
         ended = run("syslog_sink")

@@ -5,6 +5,7 @@
 
 #include "platform/json/json.h"
 #include "tools/demo/change_steps.h"
+#include "tools/demo/policy_steps.h"
 #include "tools/demo/story.h"
 #include "tools/input.h"
 
@@ -144,6 +145,8 @@ constexpr Step story[] = {
     {"The changes survive a restart", restartWithPendingChange},
     {"The service is back and gets them", uploadWhenServiceReturns},
     {"A change meets one of another client", changeAfterAnother},
+    {"The settings as policies that a host acts on", showPolicy},
+    {"A local change changes the policy at once", changePolicy},
 };
 
 }  // namespace
