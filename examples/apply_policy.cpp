@@ -5,6 +5,7 @@
 #include <qlczephra/qlczephra.h>
 
 #include <future>
+#include <iomanip>
 #include <iostream>
 
 using namespace qlczephra;
@@ -55,7 +56,8 @@ void applySchedule(const std::optional<QLCSchedule>& schedule) {
     std::cout << "scan: " << *schedule << " is no time of day, nothing is scheduled\n";
     return;
   }
-  std::cout << "scan: " << schedule->frequency() << " at " << schedule->hour() << ':' << schedule->minute();
+  std::cout << "scan: " << schedule->frequency() << " at " << schedule->hour() << ':' << std::setw(2)
+            << std::setfill('0') << schedule->minute();
   if (const auto& days = schedule->days()) {
     std::cout << ", days";
     for (const std::int64_t day : *days) std::cout << ' ' << day;

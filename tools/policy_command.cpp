@@ -61,6 +61,11 @@ struct PolicyCommand {
 };
 
 Host PolicyCommand::open() const {
+  if (!document.given() && !source.given()) {
+    throw Misuse(
+        "there is nothing to read from; give --service URL --product NAME with a token, --file FILE, or --document "
+        "FILE");
+  }
   if (!document.given()) return source.open();
   Host host = makeHost("http://localhost", "none", "none", "none");  // never asked
   host.manager->setCurrentSettings(document.tree());

@@ -11,6 +11,8 @@ class SettingsSource {
  public:
   void addTo(CLI::App& command);
 
+  [[nodiscard]] bool given() const { return !file_.empty() || connection_.given(); }
+
   // A manager that has the settings. Failure or Misuse when there are none to be had.
   [[nodiscard]] Host open() const;
 

@@ -102,6 +102,87 @@ class CommandLineTest(unittest.TestCase):
             sites = json.loads(qlczephra("get", "common.sites.list", "--json", *source).out)
             self.assertEqual(sites[0], site)
 
+    def policy(self, values, *arguments):
+        """What `policy` prints of a document with these values; each needs a schema of its kind."""
+
+        def schema_of(value):
+            if isinstance(value, dict):
+                return {"properties": {name: schema_of(member) for name, member in value.items()}}
+            kinds = {bool: ("boolean", False), int: ("integer", 0), str: ("string", ""), list: ("array", [])}
+            kind, default = kinds[type(value)]
+            return {"type": kind, "default": default}
+
+        sections = {"common": {}, "macos": {}, "windows": {}, **values}
+        schemas = {name: schema_of(section) for name, section in sections.items()}
+        document = {"data": {"eff_schema": schemas, "values": sections}}
+        return qlczephra("policy", *arguments, "--document", "-", text_in=json.dumps(document))
+
+    def test_policies_are_the_same_from_the_service_a_stored_file_and_a_document(self):
+        outputs = set()
+        for source in (self.from_service, ["--file", self.stored], ["--document", SAMPLE]):
+            human = qlczephra("policy", *source)
+            machine = qlczephra("policy", "--json", *source)
+            self.assertEqual((human.status, human.err, machine.status, machine.err), (0, "", 0, ""))
+            outputs.add((human.out, machine.out))
+        self.assertEqual(len(outputs), 1)
+        text, records = human.out, json.loads(machine.out)
+        self.assertEqual(list(records), sorted(["timeLimits", "curfew", "quota", "browsingProtection", "schedule",
+                                                "contentCategories", "pmProxySettings", "firewall",
+                                                "vort2ProxySettings"]))
+        self.assertEqual(records["timeLimits"],
+                         {"isEnabled": True, "curfew": records["curfew"], "quota": records["quota"]})
+        self.assertEqual(records["curfew"]["days"][1],
+                         {"dayName": "tuesday", "isEnabled": True, "ranges": [{"from": 1260, "until": 390}]})
+        self.assertEqual(records["quota"]["days"][6], {"dayName": "sunday", "isEnabled": False, "duration": 0})
+        self.assertEqual(records["schedule"], {"frequency": "weekly", "hour": 19, "minute": 30, "days": [7, 3]})
+        self.assertEqual(records["pmProxySettings"]["proxies"][1],
+                         {"address": "10.1.2.3", "httpPort": None, "httpsPort": 443})
+        self.assertEqual(records["firewall"]["profiles"]["office"]["rules"][1]["signingIDs"],
+                         ["com.example.meet", "com.example.meet.audio"])
+        self.assertEqual(records["firewall"]["systemSettings"], {"enabled": True, "allowBuiltinsIn": True,
+                                                                 "allowSignedIn": True, "blockAllIn": False})
+        self.assertIn("\n  monday     |#############.............................######|     0-390, 1260-1440\n", text)
+        self.assertRegex(text, r"\n  office   Büro            yes      per rule      block; allow built-in, trusted  ")
+        for name, record in records.items():
+            self.assertEqual(json.loads(qlczephra("policy", name, "--json", "--file", self.stored).out), record)
+            alone = qlczephra("policy", name, "--file", self.stored).out
+            self.assertTrue(alone.startswith(f"{name}: ") and alone in text, alone)
+
+    def test_policy_lays_pending_changes_over_a_document(self):
+        patch = self.folder / "pending.plist"
+        patch.write_bytes(plistlib.dumps({"common": {"time": {"curfew": {"enabled": False}}}}))
+        result = qlczephra("policy", "curfew", "--document", SAMPLE, "--patch", patch)
+        self.assertEqual((result.status, result.out), (0, "curfew: none\n"))
+        self.assertEqual(qlczephra("policy", "curfew", "--document", SAMPLE, "--patch", patch, "--json").out, "null\n")
+
+    def test_a_curfew_that_cannot_be_minutes_of_a_day_is_shown_as_numbers(self):
+        curfew = {"enabled": True, "monday": {"ranges": [{"from": 1, "until": 1441}]}, "sunday": {"ranges": []}}
+        result = self.policy({"common": {"time": {"curfew": curfew}}}, "curfew")
+        self.assertEqual(result.out, "curfew: on\n  monday     1-1441\n  tuesday    no entry\n  wednesday  no entry\n"
+                         "  thursday   no entry\n  friday     no entry\n  saturday   no entry\n  sunday     -\n"
+                         "  school nights: -\n  weekends: -\n")
+
+    def test_the_library_s_line_on_rejected_addresses_stays_out_of_json(self):
+        values = {"windows": {"vort2": {"proxy_type": "no_proxy"},
+                              "policy_manager": {"override_address": {"host": ""}}}}
+        human = self.policy(values, "pmProxySettings")
+        self.assertEqual((human.out.splitlines()[0], human.err), ("returning nil here", ""))
+        machine = self.policy(values, "pmProxySettings", "--json")
+        self.assertEqual(machine.err, "returning nil here\n")
+        self.assertIsNone(json.loads(machine.out)["overridePMAddress"])
+
+    def test_policy_shows_no_setting_that_would_steer_the_terminal(self):
+        values = {"common": {"sites": {"enabled": True, "list": [{"url": "\x1b[2J\nforged", "allowed": True}]}}}
+        result = self.policy(values, "browsingProtection")
+        self.assertEqual(result.out, 'browsingProtection: 1 allowed, 0 blocked\n  allowed  "\\u001b[2J\\nforged"\n')
+
+    def test_misuse_of_policy(self):
+        self.assert_complaint(qlczephra("policy", "firewalls", "--file", self.stored), 2, "firewalls")
+        self.assert_complaint(qlczephra("policy"), 2, "--document")
+        self.assert_complaint(qlczephra("policy", "--document", SAMPLE, "--file", self.stored), 2, "--file")
+        self.assert_complaint(qlczephra("policy", "--file", self.stored, "--patch", self.stored), 2, "--patch")
+        self.assert_complaint(qlczephra("policy", "--document", self.stored), 1, self.stored)
+
     def test_the_whole_tree_is_the_stored_file(self):
         with open(self.stored, "rb") as file:
             stored = plistlib.load(file)
