@@ -75,7 +75,7 @@ struct Records {
 
 TEST_F(RealManagerTest, EveryPolicyRecordIsThatOfOneRevision) {
   constexpr int revisions = 16;
-  constexpr int replacements = 6000;
+  constexpr int replacements = 20000;
   const auto manager = makeManager();
   std::vector<Map> trees;
   std::vector<Records> expected;
@@ -108,7 +108,7 @@ TEST_F(RealManagerTest, EveryPolicyRecordIsThatOfOneRevision) {
       }
     });
   }
-  for (int i = 0; i < replacements || rounds < 500; ++i) {
+  for (int i = 0; i < replacements || rounds < 3000; ++i) {
     manager->setCurrentSettings(trees[static_cast<std::size_t>(i) % trees.size()]);
   }
   end = true;
