@@ -174,7 +174,9 @@ TEST_F(ShutdownTest, ManyManagersInARowLeaveNothing) {
     auto manager = makeManager(number % 50);
     manager->updateLocalSettings();
     if (number % 4 == 0) manager->fetchRemoteSettings([](const ErrorRef&) {});
-    if (number % 100 == 0) EXPECT_EQ(fetch(*makeManager(60)), nullptr);  // so that not all of it piles up
+    if (number % 100 == 0) {
+      EXPECT_EQ(fetch(*makeManager(60)), nullptr);  // so that not all of it piles up
+    }
   };
   for (int number = 0; number < rounds / 5; ++number) round(number);
   EXPECT_EQ(fetch(*makeManager(60)), nullptr);
@@ -189,7 +191,9 @@ TEST_F(ShutdownTest, ManyManagersInARowLeaveNothing) {
   service_.log().clear();
   EXPECT_LE(entriesOf("/proc/self/task"), threads + 2);  // a connection of the server's may be new
   EXPECT_LE(entriesOf("/proc/self/fd"), descriptors + 4);
-  if (countsBytes) EXPECT_LE(::mallinfo2().uordblks, bytes + 1'000'000) << "that would be 100 bytes a manager";
+  if (countsBytes) {
+    EXPECT_LE(::mallinfo2().uordblks, bytes + 1'000'000) << "that would be 100 bytes a manager";
+  }
 }
 
 TEST_F(ShutdownTest, AChildThatOnlyExecutesAnotherProgramIsSafe) {
