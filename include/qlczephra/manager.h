@@ -15,6 +15,7 @@
 #include "qlczephra/error.h"
 #include "qlczephra/manager_protocol.h"
 #include "qlczephra/services_urls_provider.h"
+#include "qlczephra/setting_path.h"
 #include "qlczephra/value.h"
 
 namespace qlczephra {
@@ -106,6 +107,13 @@ class QLCZEPHRA_EXPORT QLCZephraManager final : public QLCZephraManagerProtocol 
   [[nodiscard]] std::optional<bool> getBoolValue(std::string_view path) const override;
   [[nodiscard]] std::optional<std::int64_t> getNumberValue(std::string_view path) const override;
   [[nodiscard]] std::optional<std::string> getStringValue(std::string_view path) const override;
+  // The same with a path that was prepared for many reads.
+  [[nodiscard]] std::optional<Value> getSettingValue(const SettingPath& path) const;
+  [[nodiscard]] std::optional<Map> getDictValue(const SettingPath& path) const;
+  [[nodiscard]] std::optional<bool> getBoolValue(const SettingPath& path) const;
+  [[nodiscard]] std::optional<std::int64_t> getNumberValue(const SettingPath& path) const;
+  [[nodiscard]] std::optional<std::string> getStringValue(const SettingPath& path) const;
+
   // The names of a group's properties, in the order of Map.
   [[nodiscard]] std::optional<std::vector<std::string>> getProperties(std::string_view path) const;
   [[nodiscard]] std::optional<bool> getSettingIsReadonly(std::string_view path) const override;

@@ -17,5 +17,6 @@
 #include "qlczephra/policy/time_limits.h"
 #include "qlczephra/retry.h"
 #include "qlczephra/services_urls_provider.h"
+#include "qlczephra/setting_path.h"
 #include "qlczephra/value.h"
 #include "qlczephra/version.h"

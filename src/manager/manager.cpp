@@ -6,6 +6,7 @@
 
 #include "document/tree_walk.h"
 #include "manager/manager_core.h"
+#include "manager/read_cache.h"
 #include "policy/views.h"
 
 namespace qlczephra {
@@ -19,13 +20,30 @@ std::string pathFor(const char* file, std::int64_t uid) {
 }
 
 // What `select` makes of the value at `path` in the present tree; none when there is no such value.
-template <typename Select>
-auto readAt(const ManagerCore& core, std::string_view path, Select select) {
+template <typename Path, typename Select>
+auto readAt(const ManagerCore& core, const Path& path, Select select) {
   using Result = decltype(select(std::declval<const Value&>()));
-  return core.settings().read([&](const Map* tree) -> Result {
-    const Value* value = tree == nullptr ? nullptr : document::valueAt(*tree, path);
+  return core.settings().read([&](const Revision* revision) -> Result {
+    const Value* value = revision == nullptr ? nullptr : ReadCache::find(*revision, path);
     return value == nullptr ? std::nullopt : select(*value);
   });
+}
+
+std::optional<Value> anyOf(const Value& value) {
+  return value;
+}
+
+std::optional<bool> booleanOf(const Value& value) {
+  return value.boolean();
+}
+
+std::optional<std::int64_t> numberOf(const Value& value) {
+  return value.wholeNumber();
+}
+
+std::optional<std::string> stringOf(const Value& value) {
+  const auto string = value.string();
+  return string ? std::optional(std::string(*string)) : std::nullopt;
 }
 
 std::optional<Map> mapOf(const Value& value) {
@@ -106,7 +124,7 @@ std::optional<Map> QLCZephraManager::getFlattenedDict(std::string_view path) con
 }
 
 std::optional<Value> QLCZephraManager::getSettingValue(std::string_view path) const {
-  return readAt(*core_, path, [](const Value& value) { return std::optional(value); });
+  return readAt(*core_, path, anyOf);
 }
 
 std::optional<Map> QLCZephraManager::getDictValue(std::string_view path) const {
@@ -114,18 +132,31 @@ std::optional<Map> QLCZephraManager::getDictValue(std::string_view path) const {
 }
 
 std::optional<bool> QLCZephraManager::getBoolValue(std::string_view path) const {
-  return readAt(*core_, path, [](const Value& value) { return value.boolean(); });
+  return readAt(*core_, path, booleanOf);
 }
 
 std::optional<std::int64_t> QLCZephraManager::getNumberValue(std::string_view path) const {
-  return readAt(*core_, path, [](const Value& value) { return value.wholeNumber(); });
+  return readAt(*core_, path, numberOf);
 }
 
 std::optional<std::string> QLCZephraManager::getStringValue(std::string_view path) const {
-  return readAt(*core_, path, [](const Value& value) {
-    const auto string = value.string();
-    return string ? std::optional(std::string(*string)) : std::nullopt;
-  });
+  return readAt(*core_, path, stringOf);
+}
+
+std::optional<Value> QLCZephraManager::getSettingValue(const SettingPath& path) const {
+  return readAt(*core_, path, anyOf);
+}
+std::optional<Map> QLCZephraManager::getDictValue(const SettingPath& path) const {
+  return readAt(*core_, path, mapOf);
+}
+std::optional<bool> QLCZephraManager::getBoolValue(const SettingPath& path) const {
+  return readAt(*core_, path, booleanOf);
+}
+std::optional<std::int64_t> QLCZephraManager::getNumberValue(const SettingPath& path) const {
+  return readAt(*core_, path, numberOf);
+}
+std::optional<std::string> QLCZephraManager::getStringValue(const SettingPath& path) const {
+  return readAt(*core_, path, stringOf);
 }
 
 std::optional<std::vector<std::string>> QLCZephraManager::getProperties(std::string_view path) const {
@@ -138,8 +169,9 @@ std::optional<std::vector<std::string>> QLCZephraManager::getProperties(std::str
 }
 
 std::optional<bool> QLCZephraManager::getSettingIsReadonly(std::string_view path) const {
-  return core_->settings().read(
-      [&](const Map* tree) { return tree == nullptr ? std::nullopt : document::isReadonlyAt(*tree, path); });
+  return core_->settings().read([&](const Revision* revision) {
+    return revision == nullptr ? std::nullopt : document::isReadonlyAt(revision->tree, path);
+  });
 }
 
 void QLCZephraManager::setSettingValue(std::string_view path, const Value& value) {

@@ -4,20 +4,26 @@ namespace qlczephra {
 
 namespace {
 
-void freeTree(const void* tree) {
-  delete static_cast<const Map*>(tree);
+void freeRevision(const void* revision) {
+  delete static_cast<const Revision*>(revision);
+}
+
+std::uint64_t nextNumber() noexcept {
+  static std::atomic<std::uint64_t> last{0};
+  return last.fetch_add(1, std::memory_order_relaxed) + 1;
 }
 
 }  // namespace
 
 PublishedState::~PublishedState() {
   // Nobody reads a state that is being destroyed.
-  delete tree_.load();
+  delete revision_.load();
 }
 
 void PublishedState::publish(std::optional<Map> tree) {
-  const Map* replaced = tree_.exchange(tree ? new Map(*std::move(tree)) : nullptr, std::memory_order_acq_rel);
-  if (replaced != nullptr) platform::retire(replaced, freeTree, workers_);
+  const Revision* next = tree ? new Revision{*std::move(tree), nextNumber()} : nullptr;
+  const Revision* replaced = revision_.exchange(next, std::memory_order_acq_rel);
+  if (replaced != nullptr) platform::retire(replaced, freeRevision, workers_);
 }
 
 }  // namespace qlczephra

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <optional>
 #include <utility>
 
@@ -10,6 +11,12 @@
 #include "qlczephra/value.h"
 
 namespace qlczephra {
+
+// A tree and its number, which no other revision of any state in this process has or will have. Never 0.
+struct Revision {
+  Map tree;
+  std::uint64_t number;
+};
 
 // Reads wait for nothing and write nothing that another thread reads often, so they cost the same however many threads
 // read and whether or not somebody publishes. Each read sees one tree from beginning to end.
@@ -25,21 +32,22 @@ class PublishedState {
 
   void publish(std::optional<Map> tree);
 
-  // Calls `reader` with the present tree, null when there is none, and gives its result. The tree is safe during the
-  // call only; `reader` must not read another published state and must not call host code.
+  // Calls `reader` with the present revision, null when there is none, and gives its result. The revision is safe
+  // during the call only; `reader` must not read another published state and must not call host code.
   template <typename Reader>
   auto read(Reader&& reader) const {
-    const platform::HazardGuard<const Map> guard(tree_);
+    const platform::HazardGuard<const Revision> guard(revision_);
     return std::forward<Reader>(reader)(guard.get());
   }
 
   // A share of the present tree, for work that takes longer.
   [[nodiscard]] std::optional<Map> tree() const {
-    return read([](const Map* tree) { return tree == nullptr ? std::nullopt : std::optional(*tree); });
+    return read(
+        [](const Revision* revision) { return revision == nullptr ? std::nullopt : std::optional(revision->tree); });
   }
 
  private:
-  std::atomic<const Map*> tree_{nullptr};
+  std::atomic<const Revision*> revision_{nullptr};
   platform::WorkerQueue& workers_;
 };
 

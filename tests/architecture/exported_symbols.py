@@ -1,7 +1,10 @@
 #!/usr/bin/env python3
 """Checks what the shared library exports: names of its public headers, and its two version symbols with their content.
 
-usage: exported_symbols.py LIBRARY PUBLIC_HEADERS_FOLDER
+usage: exported_symbols.py LIBRARY PUBLIC_HEADERS_FOLDER [LIST [--update]]
+
+With LIST, a file of one name a line, the exported names must be exactly those; --update writes the list anew. What inline
+code is left to export depends on the compiler and its options, so the list is that of the optimised build.
 """
 
 import ctypes
@@ -20,6 +23,14 @@ def exported_names(library):
                              capture_output=True, text=True).stdout
     # Each line: address, kind, name.
     return [line.split(maxsplit=2)[2] for line in listing.splitlines()]
+
+
+def differences_from(listed, names, update):
+    if update:
+        listed.write_text("\n".join(sorted(set(names))) + "\n", encoding="utf-8")
+    known = set(listed.read_text(encoding="utf-8").splitlines())
+    return ([f"exported, but not in {listed.name}: {name}" for name in sorted(set(names) - known)] +
+            [f"in {listed.name}, but not exported: {name}" for name in sorted(known - set(names))])
 
 
 def main():
@@ -49,6 +60,9 @@ def main():
             faults.append(f"qlczephraVersionNumber is {number}")
         if text != expected:
             faults.append(f"qlczephraVersionString is {text}")
+
+    if len(sys.argv) > 3:
+        faults += differences_from(pathlib.Path(sys.argv[3]), names, update="--update" in sys.argv)
 
     print("\n".join(faults) or f"{len(names)} exported symbols, all of them public")
     return 1 if faults else 0

@@ -34,9 +34,9 @@ TEST(PublishedState, EveryReadSeesOneWholeRevisionAndNeverAnOlderOneThanBefore) 
       threads.emplace_back([&] {
         std::int64_t last = 0;
         while (!end.load(std::memory_order_relaxed)) {
-          state.read([&](const Map* tree) {
-            const std::int64_t first = *tree->find("key0")->integer();
-            for (const auto& [key, value] : *tree) torn += value.integer() != first;
+          state.read([&](const Revision* present) {
+            const std::int64_t first = *present->tree.find("key0")->integer();
+            for (const auto& [key, value] : present->tree) torn += value.integer() != first;
             backwards += first < last;
             last = first;
           });
@@ -60,11 +60,11 @@ TEST(PublishedState, ATreeIsFreedOnceNobodyReadsIt) {
     const Value kept(std::string(100, 'x'));
     Map tree{{"kept", kept}};
     state.publish(tree);
-    state.read([&](const Map* before) {
+    state.read([&](const Revision* before) {
       std::thread([&] {
         for (int i = 0; i < 1000; ++i) state.publish(Map{{"n", i}});
       }).join();
-      EXPECT_EQ(*before->find("kept"), kept) << "a tree in use stays";
+      EXPECT_EQ(*before->tree.find("kept"), kept) << "a tree in use stays";
     });
   }
   pool->stop();
