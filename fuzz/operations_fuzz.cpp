@@ -33,8 +33,9 @@ void changeWeather(Stage& stage, std::uint8_t detail) {
   weather.longestLatency = milliseconds(detail < 128 ? 1 : detail * 20);
 }
 
+// None that tells a client that its change arrived.
 void changeStatus(Stage& stage, std::uint8_t detail) {
-  constexpr int statuses[] = {0, 200, 204, 302, 304, 400, 401, 403, 404, 412, 418, 422, 429, 500, 503, 504};
+  constexpr int statuses[] = {0, 100, 300, 302, 305, 400, 401, 403, 404, 412, 418, 422, 429, 500, 503, 504};
   stage.troubles().status = statuses[detail % std::size(statuses)];
 }
 

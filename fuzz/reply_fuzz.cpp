@@ -45,6 +45,11 @@ bool isSuccess(const service::ServiceReply& reply) {
   return reply.status >= 200 && reply.status <= 299 && reply.drop == service::Drop::never;
 }
 
+// "Not modified" confirms a change as well.
+bool isUnchanged(const service::ServiceReply& reply) {
+  return reply.status == 304 && reply.drop == service::Drop::never;
+}
+
 // A manager that has fetched the settings once, and a service that has the input's replies to give.
 class Scene {
  public:
@@ -101,10 +106,9 @@ class Scene {
       reply = std::move(replies_.front());
       replies_.pop_front();
     }
-    if (!isSuccess(reply)) return reply;
     if (request.method == "GET") {
-      remember(reply.body);
-    } else {
+      if (isSuccess(reply)) remember(reply.body);
+    } else if (isSuccess(reply) || isUnchanged(reply)) {
       const auto body = mapIn(request.body);
       const auto values = body ? body->find("values") : nullptr;
       confirmed_ = confirmed_ || (values != nullptr && *values == Map{{"common", Map{{"count", changedValue}}}});
