@@ -11,6 +11,9 @@ import xml.parsers.expat
 BLANKS = " \t\r\n"
 SCALARS = {"string", "integer", "real", "true", "false", "date", "data"}
 
+# A start tag with an entity of the document type in an attribute, which expat leaves out in silence.
+OPEN_REFERENCE = re.compile(rb"""<([^>"']|"[^"]*"|'[^']*')*?("[^"]*|'[^']*)&(?!(lt|gt|amp|apos|quot);|#)""")
+
 
 class Refused(Exception):
     pass
@@ -76,6 +79,7 @@ class Builder:
 
     def __init__(self, parser, document):
         self.is_reference = lambda: document.startswith(b"&", parser.CurrentByteIndex)
+        self.has_open_reference = lambda: OPEN_REFERENCE.match(document, parser.CurrentByteIndex)
         self.values = []
         self.elements = []  # names of those that are open
         self.containers = [self.values]
@@ -85,7 +89,9 @@ class Builder:
     def is_inside_text(self):
         return bool(self.elements) and self.elements[-1] in SCALARS | {"key"}
 
-    def start(self, name, _):
+    def start(self, name, attributes):
+        if attributes and self.has_open_reference():
+            raise Refused
         around = self.elements[-1] if self.elements else None
         if around is None:
             allowed = name == "plist"
