@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "document/merge.h"
+#include "document/setting_node.h"
 #include "value/extent.h"
 #include "value/limits.h"
 
@@ -39,13 +40,13 @@ Map makePatch(std::string_view path, const Value& value) {
 }
 
 Map applyPatch(const Map& tree, const Map& patch) {
-  Map result = tree;
+  Map::Builder changed(tree);
   for (const auto& [section, value] : patch) {
-    const Value* node = result.find(section);
-    if (value.map() == nullptr || node == nullptr || node->map() == nullptr) break;
-    result = result.with(section, mergeValues(*value.map(), *node->map()));
+    const Map* node = mapUnder(tree, section);
+    if (value.map() == nullptr || node == nullptr) break;
+    changed.set(section, mergeValues(*value.map(), *node));
   }
-  return result;
+  return changed.build();
 }
 
 }  // namespace qlczephra::document
