@@ -2,6 +2,7 @@
 
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "document/merge.h"
 #include "document/setting_node.h"
@@ -50,10 +51,10 @@ std::optional<Value> parseSchemaValue(const Map& leaf) {
   return std::nullopt;
 }
 
-Value parseProperty(const Value& property) {
+// The node of a property that is no group.
+Value parseLeaf(const Value& property) {
   const Map* schema = property.map();
   if (schema == nullptr) return Map();
-  if (mapUnder(*schema, propertiesKey) != nullptr) return parseObject(*schema);
   std::optional<Value> value = parseSchemaValue(*schema);
   if (!value) return Map();
   return settingNode(*std::move(value), *schema);
@@ -68,14 +69,41 @@ Map layOver(const Map& node, const Map& layer, std::string_view section) {
 }  // namespace
 
 Map parseObject(const Map& schema) {
+  // Groups that are open; on the heap, because schemas may nest deeper than a thread has stack.
+  struct Level {
+    Level(const Map& group, const Map& properties)
+        : schema(&group), property(properties.begin()), end(properties.end()) {
+      children.reserve(properties.size());
+    }
+    void take(Value node) {
+      children.setShared(property.sharedKey(), std::move(node));
+      ++property;
+    }
+    const Map* schema;
+    Map::const_iterator property, end;
+    Map::Builder children;
+  };
   const Map* properties = mapUnder(schema, propertiesKey);
   if (properties == nullptr) return {};
-  Map::Builder children;
-  children.reserve(properties->size());
-  for (auto property = properties->begin(); property != properties->end(); ++property) {
-    children.setShared(property.sharedKey(), parseProperty((*property).value));
+  std::vector<Level> levels;
+  levels.emplace_back(schema, *properties);
+  for (;;) {
+    Level& level = levels.back();
+    if (level.property == level.end) {
+      Map node = settingNode(level.children.build(), *level.schema);
+      levels.pop_back();
+      if (levels.empty()) return node;
+      levels.back().take(std::move(node));
+      continue;
+    }
+    const Value& property = (*level.property).value;
+    const Map* inner = property.map() == nullptr ? nullptr : mapUnder(*property.map(), propertiesKey);
+    if (inner != nullptr) {
+      levels.emplace_back(*property.map(), *inner);
+    } else {
+      level.take(parseLeaf(property));
+    }
   }
-  return settingNode(children.build(), schema);
 }
 
 std::optional<SettingsDocument> SettingsDocument::interpret(const Map& document) {

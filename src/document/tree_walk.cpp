@@ -1,5 +1,8 @@
 #include "document/tree_walk.h"
 
+#include <utility>
+#include <vector>
+
 #include "document/setting_node.h"
 #include "value/path.h"
 
@@ -30,20 +33,35 @@ std::optional<bool> isReadonlyAt(const Map& tree, std::string_view path) noexcep
 }
 
 Map flattened(const Map& children) {
-  Map::Builder result;
-  result.reserve(children.size());
-  for (auto child = children.begin(); child != children.end(); ++child) {
-    const Value& value = (*child).value;
+  // Groups that are open; on the heap, because trees may nest deeper than a host's thread has stack.
+  struct Level {
+    explicit Level(const Map& group) : child(group.begin()), end(group.end()) { plain.reserve(group.size()); }
+    void take(Value value) {
+      plain.setShared(child.sharedKey(), std::move(value));
+      ++child;
+    }
+    Map::const_iterator child, end;
+    Map::Builder plain;
+  };
+  std::vector<Level> levels;
+  levels.emplace_back(children);
+  for (;;) {
+    Level& level = levels.back();
+    if (level.child == level.end) {
+      Map group = level.plain.build();
+      levels.pop_back();
+      if (levels.empty()) return group;
+      levels.back().take(std::move(group));
+      continue;
+    }
+    const Value& value = (*level.child).value;
     const Value* inner = valueOfNode(value);
-    if (inner == nullptr) {
-      result.setShared(child.sharedKey(), value);
-    } else if (inner->map() != nullptr) {
-      result.setShared(child.sharedKey(), flattened(*inner->map()));
+    if (inner != nullptr && inner->map() != nullptr) {
+      levels.emplace_back(*inner->map());
     } else {
-      result.setShared(child.sharedKey(), *inner);
+      level.take(inner == nullptr ? value : *inner);
     }
   }
-  return result.build();
 }
 
 }  // namespace qlczephra::document

@@ -141,6 +141,65 @@ std::size_t Value::nesting() const noexcept {
   return 0;
 }
 
+namespace {
+
+// What a list or map holds, as the values that stand in its block: of a map each key, then its value.
+struct Content {
+  const Value* first;
+  std::size_t count;
+};
+
+Content contentOf(const Value& value) noexcept {
+  if (const List* list = value.list()) return {list->begin(), list->size()};
+  const Map& map = *value.map();
+  return {map.empty() ? nullptr : &map.begin().sharedKey(), map.size() * 2};
+}
+
+bool areShared(const Value& left, const Value& right) noexcept {
+  return left.list() != nullptr ? left.list()->sharesWith(*right.list()) : left.map()->sharesWith(*right.map());
+}
+
+// Neither allocates nor calls itself for each level: so comparing the deepest values needs little stack and cannot
+// fail.
+bool equalContents(const Value* left, const Value* right, std::size_t count) noexcept {
+  struct Level {
+    const Value* left;
+    const Value* right;
+    std::size_t count;
+  };
+  constexpr std::size_t levelsAtOnce = 64;
+  Level levels[levelsAtOnce];
+  std::size_t depth = 0;
+  levels[depth++] = {left, right, count};
+  while (depth > 0) {
+    Level& level = levels[depth - 1];
+    if (level.count == 0) {
+      --depth;
+      continue;
+    }
+    --level.count;
+    const Value& one = *level.left++;
+    const Value& other = *level.right++;
+    const bool isContainer = one.kind() == Value::Kind::list || one.kind() == Value::Kind::map;
+    if (!isContainer || one.kind() != other.kind()) {
+      if (!(one == other)) return false;
+      continue;
+    }
+    if (areShared(one, other)) continue;
+    const Content inside = contentOf(one);
+    const Content otherInside = contentOf(other);
+    if (inside.count != otherInside.count) return false;
+    if (depth < levelsAtOnce) {
+      levels[depth++] = {inside.first, otherInside.first, inside.count};
+    } else if (!equalContents(inside.first, otherInside.first, inside.count)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace
+
 bool operator==(const Value& left, const Value& right) noexcept {
   if (left.kind() != right.kind()) return false;
   switch (left.kind()) {
@@ -156,9 +215,8 @@ bool operator==(const Value& left, const Value& right) noexcept {
     case Value::Kind::string:
       return left.string() == right.string();
     case Value::Kind::list:
-      return *left.list() == *right.list();
     case Value::Kind::map:
-      return *left.map() == *right.map();
+      return equalContents(&left, &right, 1);
   }
   return false;
 }
@@ -183,7 +241,7 @@ List List::Builder::build() {
 }
 
 bool operator==(const List& left, const List& right) noexcept {
-  return left.sharesWith(right) || std::equal(left.begin(), left.end(), right.begin(), right.end());
+  return Value(left) == Value(right);
 }
 
 // ---- Map
@@ -292,9 +350,8 @@ Map Map::without(std::string_view key) const {
 }
 
 bool operator==(const Map& left, const Map& right) noexcept {
-  if (left.sharesWith(right)) return true;
-  return std::equal(left.begin(), left.end(), right.begin(), right.end(),
-                    [](const Map::Entry& a, const Map::Entry& b) { return a.key == b.key && a.value == b.value; });
+  static_assert(sizeof(Map::Slot) == 2 * sizeof(Value), "a key and its value, as contentOf() takes them");
+  return Value(left) == Value(right);
 }
 
 Map::Builder::Builder(const Map& base) : slots_(base.slots(), base.slots() + base.size()) {}
