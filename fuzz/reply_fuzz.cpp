@@ -41,13 +41,8 @@ service::ServiceReply replyIn(std::string_view text) {
   return reply;
 }
 
-bool isSuccess(const service::ServiceReply& reply) {
-  return reply.status >= 200 && reply.status <= 299 && reply.drop == service::Drop::never;
-}
-
-// "Not modified" confirms a change as well.
-bool isUnchanged(const service::ServiceReply& reply) {
-  return reply.status == 304 && reply.drop == service::Drop::never;
+bool isSuccess(int status) {
+  return status >= 200 && status <= 299;
 }
 
 // A manager that has fetched the settings once, and a service that has the input's replies to give.
@@ -107,10 +102,11 @@ class Scene {
       replies_.pop_front();
     }
     if (request.method == "GET") {
-      if (isSuccess(reply)) remember(reply.body);
-    } else if (isSuccess(reply) || isUnchanged(reply)) {
+      if (isSuccess(reply.status) && reply.drop == service::Drop::never) remember(reply.body);
+    } else if ((isSuccess(reply.status) || reply.status == 304) && reply.drop != service::Drop::beforeHeaders) {
+      // The head alone confirms a change, and so does "not modified".
       const auto body = mapIn(request.body);
-      const auto values = body ? body->find("values") : nullptr;
+      const Value* values = body ? body->find("values") : nullptr;
       confirmed_ = confirmed_ || (values != nullptr && *values == Map{{"common", Map{{"count", changedValue}}}});
     }
     return reply;
