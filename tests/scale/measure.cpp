@@ -46,6 +46,7 @@ void expectLinear(const Growth& growth) {
     isLinear = times[2] <= times[0] * mostPerDoubling * mostPerDoubling + noise;
   }
   std::printf("%-40s %10.2f %10.2f %10.2f ms\n", growth.name, times[0].count(), times[1].count(), times[2].count());
+  std::fflush(stdout);
   EXPECT_TRUE(isLinear) << growth.name;
 }
 
