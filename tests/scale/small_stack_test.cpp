@@ -12,6 +12,7 @@
 #include "platform/json/json.h"
 #include "platform/plist/plist.h"
 #include "tests/support/manager_world.h"
+#include "tests/support/sanitizers.h"
 #include "value/extent.h"
 #include "value/limits.h"
 
@@ -38,11 +39,7 @@ class SmallStack : public testing::Test {
  protected:
   // Sanitizers give every frame room of its own.
   void SetUp() override {
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer) || __has_feature(undefined_behavior_sanitizer)
-    GTEST_SKIP() << "frames are not those of the library";
-#endif
-#endif
+    if (underSanitizer) GTEST_SKIP() << "frames are not those of the library";
   }
 };
 
