@@ -145,14 +145,14 @@ namespace {
 
 // What a list or map holds, as the values that stand in its block: of a map each key, then its value.
 struct Content {
-  const Value* first;
-  std::size_t count;
+  const Value* first = nullptr;
+  std::size_t count = 0;
 };
 
 Content contentOf(const Value& value) noexcept {
-  if (const List* list = value.list()) return {list->begin(), list->size()};
+  if (const List* list = value.list()) return list->empty() ? Content{} : Content{list->begin(), list->size()};
   const Map& map = *value.map();
-  return {map.empty() ? nullptr : &map.begin().sharedKey(), map.size() * 2};
+  return map.empty() ? Content{} : Content{&map.begin().sharedKey(), map.size() * 2};
 }
 
 bool areShared(const Value& left, const Value& right) noexcept {
