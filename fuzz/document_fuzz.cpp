@@ -1,5 +1,5 @@
-// A document and up to three layers of changes give a tree that can be read at every path, flattened, and stored where
-// the format allows. The input: document, layer, layer, layer.
+// A document and up to three layers of changes give a tree that can be read at every path, flattened, shown as policy
+// records, and stored where the format allows. The input: document, layer, layer, layer.
 #include "document/patch_map.h"
 #include "document/setting_node.h"
 #include "document/settings_document.h"
@@ -7,6 +7,7 @@
 #include "fuzz/pieces.h"
 #include "fuzz/require.h"
 #include "fuzz/storing.h"
+#include "policy/views.h"
 
 namespace qlczephra::fuzz {
 namespace {
@@ -42,6 +43,29 @@ void requireReadable(const Map& tree, const Map& children, const Map& flat, cons
   }
 }
 
+template <typename Record>
+void requireDescribed(const Record& record) {
+  require(record.description().starts_with("<"));
+}
+template <typename Record>
+void requireDescribed(const std::optional<Record>& record) {
+  if (record) requireDescribed(*record);
+}
+
+// Every view gives a record or none.
+void requireShown(const Map& tree) {
+  const policy::Settings settings(&tree);
+  requireDescribed(policy::timeLimits(settings));
+  requireDescribed(policy::curfew(settings));
+  requireDescribed(policy::quota(settings));
+  requireDescribed(policy::browsingProtection(settings));
+  requireDescribed(policy::contentCategories(settings));
+  requireDescribed(policy::schedule(settings));
+  requireDescribed(policy::pmProxySettings(settings));
+  requireDescribed(policy::firewall(settings));
+  requireDescribed(policy::vort2ProxySettings(settings));
+}
+
 // The sections of `layer` that can be laid over the tree.
 Map knownSections(const Map& layer, const Map& tree) {
   Map::Builder known;
@@ -67,6 +91,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   const Map tree = document->effectiveTree({&first, &second, &third});
   fuzz::requireReadable(tree, tree, document::flattened(tree), "", false);
+  fuzz::requireShown(tree);
   fuzz::requireStored(tree);
   // A layer more is a patch applied to the tree without it.
   const Map without = document->effectiveTree({&first, &second});
