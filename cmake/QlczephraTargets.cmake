@@ -6,8 +6,14 @@ option(QLCZEPHRA_WERROR "Warnings are errors" ${PROJECT_IS_TOP_LEVEL})
 
 # What makes a fault in memory harder to use: checked stack frames and buffer functions, no address known beforehand, no
 # table of addresses that can be written. The sanitizers' and developers' builds go without; they look for the faults.
-set(QLCZEPHRA_HARDENING -fstack-protector-strong -fstack-clash-protection -fcf-protection -U_FORTIFY_SOURCE
-    -D_FORTIFY_SOURCE=2)
+set(QLCZEPHRA_HARDENING -fstack-protector-strong -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+include(CheckCXXCompilerFlag)
+foreach(protection stack-clash-protection cf-protection)  # not for every processor
+  check_cxx_compiler_flag(-f${protection} QLCZEPHRA_HAS_${protection})
+  if(QLCZEPHRA_HAS_${protection})
+    list(APPEND QLCZEPHRA_HARDENING -f${protection})
+  endif()
+endforeach()
 set(QLCZEPHRA_HARDENING_LINK -Wl,-z,relro,-z,now,-z,noexecstack)
 option(QLCZEPHRA_HARDEN "Build with the compiler's and linker's protections" ON)
 include(CheckPIESupported)

@@ -112,9 +112,8 @@ FileStatus SimDisk::flushDirectory(const std::string& path) {
 }
 
 SimDisk::Locked SimDisk::lock(const std::string&, std::unique_ptr<platform::FileLock>& lock) {
-  if (lockedElsewhere) return Locked::elsewhere;
-  lock = std::make_unique<platform::FileLock>();
-  return Locked::held;
+  if (lockAnswer == Locked::held) lock = std::make_unique<platform::FileLock>();
+  return lockAnswer;
 }
 
 void SimDisk::NameChange::applyTo(Names& names) const {

@@ -44,7 +44,7 @@ class SimDisk : public platform::FileStore {
   std::string concern(const std::string&) override { return {}; }
 
   DiskFaults faults;
-  bool lockedElsewhere = false;  // another process has what lock() is asked for
+  Locked lockAnswer = Locked::held;  // what lock() gives from now on
 
   // Calls made so far, failed ones included.
   [[nodiscard]] std::uint64_t calls() const noexcept { return calls_; }

@@ -64,11 +64,12 @@ class QLCZEPHRA_EXPORT QLCZephraManagerProtocol {
   // service takes it, after a restart too. Changes made while an upload is in flight go out with the next one. Nothing
   // is reported; the log tells of what went wrong:
   //   no usable patch file path    the change is refused, in memory too
-  //   the disk fails or is full    the change is applied, kept in memory, uploaded, and written with the next change
+  //   the disk fails or is full    the change is applied, uploaded, and written with the next change; until then it is
+  //                                kept in memory, as long as a manager on these files exists
   //   a value that the file format cannot hold (null, a real that is not finite, control characters)
   //                                the change is applied and neither kept nor uploaded
   //   path and value nest deeper than 510 levels together, a name or string is longer than 65,535 or 16,777,216 bytes,
-  //   more than 262,144 values or 32 MiB of text are pending            the change is refused, in memory too
+  //   more than 262,144 values or 24 MiB of text are pending            the change is refused, in memory too
   //   another process of this library uses the same files (an advisory lock)    the same
   // Writes and flushes files on the caller's thread, and waits for another thread that does so for the same files. The
   // tree of a second manager on the same files follows with its own next fetch or updateLocalSettings().

@@ -118,7 +118,7 @@ class ManagerCore : public ChangesSender, public std::enable_shared_from_this<Ma
   void sendSettingsRequest(ServiceRequest request);
   // What a successful reply comes to. Memory that runs out ends the call with an error, not without one.
   [[nodiscard]] ErrorRef applyReply(const ServiceRequest& request, std::optional<Map> body,
-                                    std::optional<std::string> eTag) noexcept;
+                                    std::optional<std::string> eTag);
   void handleReply(const ServiceRequest& request, std::optional<Map> body, int status, std::optional<std::string> eTag,
                    std::optional<QLMError> error);
 
@@ -132,6 +132,7 @@ class ManagerCore : public ChangesSender, public std::enable_shared_from_this<Ma
                          const PendingChanges::Ticket& ticket);
   void acceptNotModified(const std::string& sentTag, const platform::Secret& ccrToken, Completion completion)
       QLCZ_EXCLUDES(fieldsMutex_);
+  void beginFetch(Completion completion);
   void finishFetch() QLCZ_EXCLUDES(fetchSettingsLock_);
   // Writes the local settings file, `before` being the settings that were in use until now. Under the patch lock.
   void storeSettings(const std::string& path, const Map& settings, const std::optional<Map>& before);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <map>
+#include <new>
 #include <string_view>
 #include <utility>
 
@@ -34,10 +35,14 @@ Registry& registry() {
   return instance;
 }
 
-std::string comparablePath(const std::string& path) {
-  std::error_code ignored;  // without a working directory the path is compared as it stands
-  const std::filesystem::path absolute = std::filesystem::absolute(path, ignored);
-  return (ignored ? std::filesystem::path(path) : absolute).lexically_normal().string();
+// The one name of a file, whatever the working directory is later and whichever links lead to its directory. A link in
+// the file's own place is not followed.
+std::string uniquePath(const std::string& path) {
+  std::error_code failed;  // then the path is taken as it stands
+  const std::filesystem::path absolute = std::filesystem::absolute(path, failed);
+  if (failed) return path;
+  const std::filesystem::path directory = std::filesystem::weakly_canonical(absolute.parent_path(), failed);
+  return (failed ? absolute : directory / absolute.filename()).string();
 }
 
 }  // namespace
@@ -66,9 +71,10 @@ std::shared_ptr<PendingChanges> PendingChanges::at(platform::Platform& platform,
   Registry& all = registry();
   const platform::MutexLock lock(all.mutex);
   std::erase_if(all.objects, [](const auto& entry) { return entry.second.expired(); });
-  std::weak_ptr<PendingChanges>& known = all.objects[{&platform, comparablePath(*patchFilePath)}];
+  const std::string path = uniquePath(*patchFilePath);
+  std::weak_ptr<PendingChanges>& known = all.objects[{&platform, path}];
   if (auto shared = known.lock()) return shared;
-  auto made = make(PendingFiles(platform.files(), *patchFilePath, *std::move(sending)));
+  auto made = make(PendingFiles(platform.files(), path, uniquePath(*sending)));
   known = made;
   return made;
 }
@@ -182,7 +188,13 @@ std::optional<Map> PendingChanges::prepareSending(const MapFileContent& sending,
 
 PendingChanges::Start PendingChanges::startUpload(std::vector<std::string>& errors) {
   if (!files_ || (state_ != State::idle && !isPlanted(PlantedBug::secondUpload))) return {};
-  if (!files_->own(errors)) return {};
+  if (!files_->own(errors)) {
+    if (!std::exchange(isElsewhere_, true)) {
+      errors.push_back("Another process has the files of pending changes, nothing is sent: " + files_->patchPath());
+    }
+    return {};
+  }
+  isElsewhere_ = false;
   files_->removeLeftovers();
   const MapFileContent sending = files_->readSending();
   const MapFileContent patch = files_->readPatch();
@@ -229,15 +241,19 @@ void PendingChanges::pauseIsOver(std::optional<std::uint64_t> number) {
 }
 
 void PendingChanges::claimReturned(std::uint64_t upload) {
-  // On a worker: the last holder may be a host that lets its manager go, and it must not wait for the lock.
-  platform_.workers().post([self = shared_from_this(), upload] {
-    {
-      const platform::MutexLock lock(self->patchLock_);
-      if (self->state_ != State::inFlight || upload != self->uploads_) return;
-      self->state_ = State::idle;
-    }
-    self->askSenders();
-  });
+  // On a worker: the last holder may be a host that lets its manager go, and it must not wait for the lock. Without the
+  // memory for it the changes wait for the next process.
+  try {
+    platform_.workers().post([self = shared_from_this(), upload] {
+      {
+        const platform::MutexLock lock(self->patchLock_);
+        if (self->state_ != State::inFlight || upload != self->uploads_) return;
+        self->state_ = State::idle;
+      }
+      self->askSenders();
+    });
+  } catch (const std::bad_alloc&) {
+  }
 }
 
 // ---- documents

@@ -48,8 +48,8 @@ class PendingChanges : public std::enable_shared_from_this<PendingChanges> {
     Map confirmed;  // guarded by the patch lock
   };
 
-  // The object for a patch file, one for all managers on this platform that name it. Paths are compared as absolute
-  // paths without "." and "..", links not resolved. For an unset path, or one that leaves no other name for the sending
+  // The object for a patch file, one for all managers on this platform that name it, by whatever path. A relative path
+  // is one from the present working directory. For an unset path, or one that leaves no other name for the sending
   // file, an object of its own that has no files and takes no changes.
   [[nodiscard]] static std::shared_ptr<PendingChanges> at(platform::Platform& platform,
                                                           const std::optional<std::string>& patchFilePath);
@@ -134,6 +134,7 @@ class PendingChanges : public std::enable_shared_from_this<PendingChanges> {
   Map unsaved_ QLCZ_GUARDED_BY(patchLock_);
   Map unsavedSending_ QLCZ_GUARDED_BY(patchLock_);
   bool outage_ QLCZ_GUARDED_BY(patchLock_) = false;
+  bool isElsewhere_ QLCZ_GUARDED_BY(patchLock_) = false;  // another process has the files, and that was told
 
   std::vector<std::weak_ptr<Ticket>> tickets_ QLCZ_GUARDED_BY(patchLock_);
 };

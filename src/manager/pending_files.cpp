@@ -20,15 +20,17 @@ PendingFiles::PendingFiles(platform::FileStore& files, std::string patchPath, st
 }
 
 bool PendingFiles::own(std::vector<std::string>& concerns) {
-  if (owned_) return true;
+  if (lock_ != nullptr) return true;
   if (files_.lock(patchPath_, lock_) == platform::FileStore::Locked::elsewhere) return false;
-  // Where there can be no lock the files are used without one, as by a program that knows of none.
-  owned_ = true;
+  // Where there can be no lock now, the files are used without one, as by a program that knows of none.
+  if (std::exchange(swept_, true)) return true;
   platform::removeStaleReplacements(files_, patchPath_);
   platform::removeStaleReplacements(files_, sendingPath_);
   for (const std::string& path : {patchPath_, sendingPath_}) {
     const std::string concern = files_.concern(path);
-    if (!concern.empty()) concerns.push_back("A file of pending changes is not this process's alone, " + concern);
+    if (concern.empty()) continue;
+    concerns.push_back("A file of pending changes is not this process's alone, " + concern);
+    break;
   }
   return true;
 }

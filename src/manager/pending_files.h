@@ -26,8 +26,8 @@ class PendingFiles {
   [[nodiscard]] const std::string& patchPath() const noexcept { return patchPath_; }
 
   // Whether the files are this process's to change: another one that uses this library has them while it holds their
-  // lock. Tries each time until it has succeeded. What is wrong with the files' owners and permissions is added to
-  // `concerns`, once.
+  // lock. Tries each time until it holds that lock itself. What is wrong with the files' owners and permissions is
+  // added to `concerns`, once.
   [[nodiscard]] bool own(std::vector<std::string>& concerns);
 
   // What cannot be read now is given as it was last seen. A file whose content went on, to the sending file or to the
@@ -65,7 +65,7 @@ class PendingFiles {
 
   platform::FileStore& files_;
   std::unique_ptr<platform::FileLock> lock_;
-  bool owned_ = false;
+  bool swept_ = false;
   const std::string patchPath_;
   const std::string sendingPath_;
   // One directory as a rule; two when a directory's own name holds ".plist".

@@ -53,7 +53,7 @@ void ManagerCore::sendSettingsRequest(ServiceRequest request) {
 }
 
 ErrorRef ManagerCore::applyReply(const ServiceRequest& request, std::optional<Map> body,
-                                 std::optional<std::string> eTag) noexcept {
+                                 std::optional<std::string> eTag) {
   if (!request.onSuccess) return nullptr;
   try {
     return request.onSuccess(std::move(body), std::move(eTag));

@@ -68,7 +68,15 @@ void ManagerCore::fetchRemoteSettings(Completion completion) {
     callHost("a fetch completion", [&] { completion(makeError(QLCZephraManager::ZephraErrorCode::fetchInProgress)); });
     return;
   }
+  try {
+    beginFetch(std::move(completion));
+  } catch (...) {  // no memory: the host has the exception, and may fetch again
+    finishFetch();
+    throw;
+  }
+}
 
+void ManagerCore::beginFetch(Completion completion) {
   // The end of the fetch; the guard is free before the host hears of it, so that it may fetch again at once.
   const Completion end = [weak = weak(), completion = std::move(completion)](const ErrorRef& error) {
     const auto core = weak.lock();
@@ -178,14 +186,15 @@ ErrorRef ManagerCore::applyDocument(const std::optional<Map>& body, std::optiona
     const platform::MutexLock lock(changes.patchLock());
     const PendingChanges::Layers layers = changes.layers(ticket);
     const Map tree = document->effectiveTree({&layers.confirmed, &layers.sending, &layers.patch});
+    const std::optional<Map> before = currentSettings_.tree();
+    currentSettings_.publish(tree);
     {
+      // Not before the settings that the tags speak of: memory may run out in between.
       const platform::MutexLock fields(fieldsMutex_);
       newestTag_ = eTag;
       // A document that is older than a confirmed change must not be what a later "not modified" speaks of.
       documentTag_ = layers.confirmed.empty() ? std::move(eTag) : std::nullopt;
     }
-    const std::optional<Map> before = currentSettings_.tree();
-    currentSettings_.publish(tree);
     if (path) storeSettings(*path, tree, before);
   }
   if (!path) log_.process("Error: Local file path not set");

@@ -27,11 +27,12 @@ FileStatus replaceFile(FileStore& files, const std::string& path, std::string_vi
   // Names that an interrupted replacement left, or another process uses, are passed over.
   std::string temporary;
   FileStore::Handle handle = -1;
-  FileStatus status;
-  for (int attempt = 0; attempt < attempts; ++attempt) {
+  FileStatus status{FileStatus::Kind::unavailable, EEXIST};
+  for (int attempt = 0; attempt < attempts && status.systemError == EEXIST; ++attempt) {
+    // Nobody writes a hundred at once.
+    if (attempt == attempts - 1) removeStaleReplacements(files, path);
     temporary = temporaryName(path, attempt);
     status = files.create(temporary, handle);
-    if (status.systemError != EEXIST) break;
   }
   if (!status.ok()) return status;
 

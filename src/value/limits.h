@@ -20,6 +20,6 @@ inline constexpr std::size_t changeNesting = documentNesting - 2;
 
 // All changes that the service has not confirmed, those being sent included.
 inline constexpr std::size_t pendingValues = 1U << 18U;  // members and elements
-inline constexpr std::size_t pendingBytes = 1U << 25U;   // keys and strings
+inline constexpr std::size_t pendingBytes = 3U << 23U;   // keys and strings; twice as many as JSON, all escaped
 
 }  // namespace qlczephra::limits

@@ -61,8 +61,10 @@ TEST(ChangeLimits, HoldBeforeAChangeIsAccepted) {
       {"string", "common.text", Value(List{text(limits::stringLength + 1)}), "string is too long"},
       {"values", "common.list", list(limits::pendingValues - 2), nullptr},
       {"values", "common.list", list(limits::pendingValues - 1), "Too many changes"},
-      {"bytes", "common.list", Value(List{text(limits::stringLength), text(limits::stringLength - 10)}), nullptr},
-      {"bytes", "common.list", Value(List{text(limits::stringLength), text(limits::stringLength - 9)}),
+      {"bytes", "common.list",
+       Value(List{text(limits::stringLength), text(limits::pendingBytes - limits::stringLength - 10)}), nullptr},
+      {"bytes", "common.list",
+       Value(List{text(limits::stringLength), text(limits::pendingBytes - limits::stringLength - 9)}),
        "Too many changes"},
   };
   for (const Case& c : cases) {

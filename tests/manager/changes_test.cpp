@@ -248,9 +248,20 @@ TEST_F(ChangesTest, WhatTheFormatCannotHoldIsAppliedAndNeitherKeptNorSent) {
   EXPECT_EQ(patchFile() + sendingFile(), "nonenone");
 }
 
+TEST_F(ChangesTest, ALockThatCannotBeHadIsTriedAgain) {
+  givenSettings();
+  world.world.disk().lockAnswer = platform::FileStore::Locked::unavailable;
+  world.manager->setStringValue("common.name", "mine");
+  world.runUntilIdle();
+  EXPECT_THAT(sent(), SizeIs(1)) << "without a lock the files are used as they are";
+  world.world.disk().lockAnswer = platform::FileStore::Locked::elsewhere;
+  world.manager->setStringValue("common.name", "refused");
+  EXPECT_EQ(world.manager->getStringValue("common.name"), "mine");
+}
+
 TEST_F(ChangesTest, AnotherProcessOnTheSameFilesKeepsThem) {
   givenSettings();
-  world.world.disk().lockedElsewhere = true;
+  world.world.disk().lockAnswer = platform::FileStore::Locked::elsewhere;
   world.givenFile(ManagerWorld::patchFile, R"({"common": {"count": 7}})");
   world.manager = world.makeManager();
   world.manager->setLocalFilePath(ManagerWorld::localFile);
@@ -261,10 +272,11 @@ TEST_F(ChangesTest, AnotherProcessOnTheSameFilesKeepsThem) {
   world.runUntilIdle();
   EXPECT_EQ(world.manager->getStringValue("common.name"), "service");
   EXPECT_EQ(patchFile() + sendingFile(), R"({"common":{"count":7}}none)");
-  EXPECT_THAT(world.logWith("Another process"), SizeIs(1));
+  EXPECT_THAT(world.logWith("nothing is sent"), SizeIs(1));
+  EXPECT_THAT(world.logWith("change refused"), SizeIs(1));
   EXPECT_THAT(sent(), IsEmpty());
   EXPECT_EQ(world.fetched(), "success");
-  world.world.disk().lockedElsewhere = false;
+  world.world.disk().lockAnswer = platform::FileStore::Locked::held;
   seen_ = world.requests().size();
   world.manager->setStringValue("common.name", "mine");
   world.runUntilIdle();

@@ -231,7 +231,7 @@ TEST(Fetch, PendingChangesLieOverTheDocument) {
        "patch", 7},
       {ManagerWorld::patchFile, R"({"macos": {"name": "sending"}})", R"({"common": 5})", "service", 1},
       {ManagerWorld::patchFile, "[]", R"({"common": {"count": 9}})", "service", 9},
-      {"/settings/../settings/./patch-501.plist", "{}", R"({"common": {"name": "patch"}})", "service", 1},
+      {"/settings/../settings/./patch-501.plist", "{}", R"({"common": {"name": "patch"}})", "patch", 1},
       {std::nullopt, R"({"common": {"name": "sending"}})", R"({"common": {"name": "patch"}})", "service", 1},
       {"/settings/patch-501", R"({"common": {"name": "sending"}})", R"({"common": {"name": "patch"}})", "service", 1},
   };

@@ -63,6 +63,26 @@ TEST_F(RealManagerTest, ACompletionMayReadAndFetchAgain) {
   EXPECT_TRUE(done.wait(rounds));
 }
 
+TEST_F(RealManagerTest, ManagersThatNameTheSameFilesByOtherPathsShareThem) {
+  std::atomic<int> refusals{0};
+  setLogSink([&](const LogLine& line) { refusals += line.message.find("refused") != std::string_view::npos; });
+  const std::string link = directory_ + "-link";
+  std::filesystem::create_directory_symlink(directory_, link);
+  const auto cleanUp = [&](const char*) { std::filesystem::remove(link); };
+  const std::unique_ptr<const char, decltype(cleanUp)> atEnd("", cleanUp);
+  const auto first = makeManager();
+  const auto second = makeManager();
+  second->setPatchFilePath(link + "/./patch-501.plist");
+  const auto third = makeManager();
+  third->setPatchFilePath(std::filesystem::relative(directory_ + "/patch-501.plist").string());
+  for (const auto* manager : {&first, &second, &third}) {
+    ASSERT_EQ(fetch(**manager), nullptr);
+    (*manager)->setBoolValue("common.time.curfew.enabled", true);
+  }
+  EXPECT_EQ(refusals, 0);
+  setLogSink([](const LogLine& line) { requireNoToken(line.message, "a log line"); });
+}
+
 TEST_F(RealManagerTest, AManagerMayGoInsideItsOwnCompletion) {
   for (int round = 0; round < 20; ++round) {
     auto manager = makeManager();

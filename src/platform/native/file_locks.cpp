@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <map>
 #include <string_view>
 #include <utility>
 
@@ -39,7 +40,24 @@ class FileLocks::LockFile {
   explicit LockFile(const std::string& path)
       : path_(path),
         file_(::open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY, 0600)) {}
-  [[nodiscard]] int descriptor() const noexcept { return file_.get(); }
+  // A place is held as often as it was locked in this process: two owners of one name may follow closely on each other.
+  [[nodiscard]] bool lock(off_t place) QLCZ_EXCLUDES(mutex_) {
+    const MutexLock hold(mutex_);
+    if (const auto held = held_.find(place); held != held_.end()) {
+      ++held->second;
+      return true;
+    }
+    if (!setLock(file_.get(), F_WRLCK, place)) return false;
+    held_.emplace(place, 1);
+    return true;
+  }
+  void unlock(off_t place) noexcept QLCZ_EXCLUDES(mutex_) {
+    const MutexLock hold(mutex_);
+    const auto held = held_.find(place);
+    if (--held->second > 0) return;
+    held_.erase(held);
+    setLock(file_.get(), F_UNLCK, place);
+  }
   // Whether this is the file that others find, too.
   [[nodiscard]] bool isInPlace() const noexcept {
     struct stat own {};
@@ -51,12 +69,14 @@ class FileLocks::LockFile {
  private:
   const std::string path_;
   const Descriptor file_;
+  Mutex mutex_;
+  std::map<off_t, int> held_ QLCZ_GUARDED_BY(mutex_);
 };
 
 class FileLocks::Range : public FileLock {
  public:
   Range(std::shared_ptr<LockFile> file, off_t place) noexcept : file_(std::move(file)), place_(place) {}
-  ~Range() override { setLock(file_->descriptor(), F_UNLCK, place_); }
+  ~Range() override { file_->unlock(place_); }
   Range(const Range&) = delete;
   Range& operator=(const Range&) = delete;
 
@@ -83,7 +103,7 @@ FileStore::Locked FileLocks::lock(const std::string& path, std::unique_ptr<FileL
   auto file = fileIn(directory);
   if (!file->isInPlace()) return FileStore::Locked::unavailable;
   const off_t place = placeOf(std::string_view(path).substr(path.rfind('/') + 1));
-  if (!setLock(file->descriptor(), F_WRLCK, place)) {
+  if (!file->lock(place)) {
     return errno == EAGAIN || errno == EACCES ? FileStore::Locked::elsewhere : FileStore::Locked::unavailable;
   }
   lock = std::make_unique<Range>(std::move(file), place);

@@ -44,10 +44,11 @@ void WorkerPool::post(Task task) {
 }
 
 void WorkerPool::postAfter(std::chrono::nanoseconds delay, Task task) {
+  Ended ended;
   const MutexLock lock(mutex_);
   if (stopping_) return;
   // Where no thread can be had, the task waits for one of those there are, or for the next post.
-  while ((running_ < permanentWorkers || (freeWorkers() == 0 && running_ < maximumWorkers)) && startWorker()) {
+  while ((running_ < permanentWorkers || (freeWorkers() == 0 && running_ < maximumWorkers)) && startWorker(ended)) {
   }
   if (delay <= std::chrono::nanoseconds::zero()) {
     ready_.push_back(std::move(task));
@@ -78,12 +79,13 @@ std::shared_ptr<SerialQueue> WorkerPool::makeSerialQueue() {
 }
 
 bool WorkerPool::hostCodeBegins() noexcept {
+  Ended ended;
   const MutexLock lock(mutex_);
   if (stopping_) return false;
   if (currentWorker == nullptr || currentWorker->hostDepth++ > 0) return true;
   ++inHostCode_;
   const bool somethingWaits = !ready_.empty() || !delayed_.empty();
-  if (somethingWaits && freeWorkers() == 0 && running_ < maximumWorkers) static_cast<void>(startWorker());
+  if (somethingWaits && freeWorkers() == 0 && running_ < maximumWorkers) static_cast<void>(startWorker(ended));
   return true;
 }
 
@@ -93,8 +95,16 @@ void WorkerPool::hostCodeEnds() noexcept {
   if (--currentWorker->hostDepth == 0) --inHostCode_;
 }
 
-bool WorkerPool::startWorker() {
-  joinEnded();
+WorkerPool::Ended::~Ended() {
+  for (Worker& worker : workers) worker.thread.join();
+}
+
+bool WorkerPool::startWorker(Ended& ended) {
+  for (auto worker = workers_.begin(); worker != workers_.end();) {
+    const auto next = std::next(worker);
+    if (worker->ended) ended.workers.splice(ended.workers.end(), workers_, worker);
+    worker = next;
+  }
   const BlockedSignals blocked;
   std::list<Worker> started;
   try {
@@ -107,17 +117,6 @@ bool WorkerPool::startWorker() {
   workers_.splice(workers_.end(), started);
   ++running_;
   return true;
-}
-
-void WorkerPool::joinEnded() {
-  for (auto worker = workers_.begin(); worker != workers_.end();) {
-    if (worker->ended) {
-      worker->thread.join();
-      worker = workers_.erase(worker);
-    } else {
-      ++worker;
-    }
-  }
 }
 
 void WorkerPool::work(Worker& self) {

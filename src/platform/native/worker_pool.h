@@ -49,8 +49,13 @@ class WorkerPool : public WorkerQueue, public std::enable_shared_from_this<Worke
   WorkerPool() = default;
   void work(Worker& self);
   [[nodiscard]] bool takeTask(Task& task) QLCZ_EXCLUDES(mutex_);
-  bool startWorker() QLCZ_REQUIRES(mutex_);  // false when the system has no thread to give
-  void joinEnded() QLCZ_REQUIRES(mutex_);
+  // Threads that have ended and are joined with this object, which must not happen under the mutex: the last that a
+  // thread does may be host code.
+  struct Ended {
+    std::list<Worker> workers;
+    ~Ended();
+  };
+  bool startWorker(Ended& ended) QLCZ_REQUIRES(mutex_);  // false when the system has no thread to give
   [[nodiscard]] std::size_t freeWorkers() const QLCZ_REQUIRES(mutex_) { return running_ - inHostCode_; }
 
   Mutex mutex_;
