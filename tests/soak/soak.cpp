@@ -5,6 +5,10 @@
 //
 // SAMPLES_FILE gets a line a second: seconds, resident KiB, threads, descriptors. Exit status 1 when something was lost
 // or has grown.
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -12,11 +16,13 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <iostream>
 #include <iterator>
 #include <memory>
 #include <mutex>
 #include <random>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -50,6 +56,110 @@ struct Provider : QLCServicesURLsProviderProtocol {
   const std::string base_;
 };
 
+std::string productOf(int user) {
+  return "product-" + std::to_string(user);
+}
+
+// The service in a process of its own, so that what is measured here is the library's. Made before any thread.
+class ServiceProcess {
+ public:
+  explicit ServiceProcess(std::uint64_t seed) {
+    int ends[2];
+    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) throw std::runtime_error("no socket pair");
+    child_ = ::fork();
+    if (child_ == 0) {
+      ::close(ends[0]);
+      serve(ends[1], seed);
+      ::_exit(0);
+    }
+    ::close(ends[1]);
+    commands_ = ends[0];
+    port_ = answer();
+    if (port_ == 0) throw std::runtime_error("the service does not start");
+  }
+  ~ServiceProcess() {
+    ::close(commands_);
+    ::waitpid(child_, nullptr, 0);
+  }
+  ServiceProcess(const ServiceProcess&) = delete;
+  ServiceProcess& operator=(const ServiceProcess&) = delete;
+
+  [[nodiscard]] std::string url() const { return "http://127.0.0.1:" + std::to_string(port_); }
+  void makeTrouble() const { command('t'); }
+  void endTrouble() const { command('e'); }
+  [[nodiscard]] std::uint64_t requests() const {
+    command('r');
+    return answer();
+  }
+
+ private:
+  void command(char letter) const {
+    if (::send(commands_, &letter, 1, MSG_NOSIGNAL) != 1) throw std::runtime_error("the service is gone");
+  }
+  [[nodiscard]] std::uint64_t answer() const {
+    std::uint64_t number = 0;
+    if (::recv(commands_, &number, sizeof number, MSG_WAITALL) != sizeof number) {
+      throw std::runtime_error("the service is gone");
+    }
+    return number;
+  }
+
+  // ---- in the child
+  static void serve(int commands, std::uint64_t seed) {
+    service::Service service(service::ServiceOptions{.logCapacity = 100});
+    const auto document = std::get<Value>(json::read(service::sampleDocument()));
+    for (int user = 0; user < users; ++user) service.store().setDocument(productOf(user), withCount(*document.map()));
+    service::ServiceServer server(service);
+    const bool started = server.start();
+    reply(commands, started ? portOf(server.url()) : 0);
+    std::mt19937_64 random(seed);
+    for (char letter = 0; started && ::recv(commands, &letter, 1, 0) == 1;) {
+      if (letter == 't') addFaults(service.faults(), random);
+      if (letter == 'e') service.faults().clear();
+      if (letter == 'r') reply(commands, service.log().count());
+    }
+    server.stop();
+  }
+  static void reply(int commands, std::uint64_t number) {
+    static_cast<void>(::send(commands, &number, sizeof number, MSG_NOSIGNAL));
+  }
+  static std::uint64_t portOf(const std::string& url) { return std::stoull(url.substr(url.rfind(':') + 1)); }
+
+  // The document with a writable number at `countPath`.
+  static Map withCount(const Map& document) {
+    const Map& data = *document.find("data")->map();
+    const Map& schema = *data.find("eff_schema")->map();
+    const Map& common = *schema.find("common")->map();
+    const Map user{{"properties", Map{{"count", Map{{"type", "integer"}, {"default", 0}}}}}};
+    const Map properties = common.find("properties")->map()->with("user", user);
+    return document.with("data", data.with("eff_schema", schema.with("common", common.with("properties", properties))));
+  }
+
+  static void addFaults(service::FaultScript& script, std::mt19937_64& random) {
+    constexpr int statuses[] = {500, 503, 429, 403, 412, 400};
+    if (script.remaining() > 50) return;
+    std::vector<service::Fault> faults;
+    for (int i = 0; i < 3; ++i) {
+      service::Fault fault;
+      fault.count = 1 + random() % 5;
+      fault.onlyAfter = random() % 50;
+      fault.apply = random() % 2 == 0;
+      if (random() % 2 == 0) fault.status = statuses[random() % std::size(statuses)];
+      if (random() % 4 == 0)
+        fault.drop = random() % 2 == 0 ? service::Drop::beforeHeaders : service::Drop::afterHeaders;
+      fault.delay = std::chrono::milliseconds(random() % 300);
+      // Two hours of silence would leave nothing to see.
+      if (fault.status == 429) fault.method = "GET";
+      faults.push_back(fault);
+    }
+    script.add(std::move(faults));
+  }
+
+  pid_t child_ = -1;
+  int commands_ = -1;
+  std::uint64_t port_ = 0;
+};
+
 // One user of the host: a manager that comes and goes, and the newest value that was written.
 struct User {
   std::mutex mutex;
@@ -78,15 +188,11 @@ Sample sampleNow(Clock::time_point begin) {
 
 class Soak {
  public:
-  Soak(std::string directory, std::uint64_t seed) : directory_(std::move(directory)), random_(seed) {
-    const auto document = std::get<Value>(json::read(service::sampleDocument()));
-    for (int user = 0; user < users; ++user) service_.store().setDocument(productOf(user), withCount(*document.map()));
-    if (!server_.start()) throw std::runtime_error("the service does not start");
-    provider_ = std::make_shared<Provider>(server_.url());
-  }
-  ~Soak() { server_.stop(); }
-  Soak(const Soak&) = delete;
-  Soak& operator=(const Soak&) = delete;
+  Soak(ServiceProcess& service, std::string directory, std::uint64_t seed)
+      : service_(service),
+        directory_(std::move(directory)),
+        random_(seed),
+        provider_(std::make_shared<Provider>(service.url())) {}
 
   std::vector<Sample> run(std::chrono::seconds duration, std::ostream& samplesFile) {
     const auto begin = Clock::now();
@@ -97,7 +203,7 @@ class Soak {
     std::vector<Sample> samples;
     while (Clock::now() - begin < duration) {
       std::this_thread::sleep_for(1s);
-      makeTrouble();
+      service_.makeTrouble();
       const Sample& sample = samples.emplace_back(sampleNow(begin));
       samplesFile << sample.seconds << ' ' << sample.kibibytes << ' ' << sample.threads << ' ' << sample.descriptors
                   << std::endl;
@@ -109,7 +215,7 @@ class Soak {
 
   // Has everything sent, and counts the users whose newest value the service does not have in the end.
   int countLosses() {
-    service_.faults().clear();
+    service_.endTrouble();
     int losses = 0;
     for (int number = 0; number < users; ++number) {
       User& user = users_[static_cast<std::size_t>(number)];
@@ -117,14 +223,24 @@ class Soak {
       user.manager = makeManager(number);
       user.manager->updateLocalSettings();
     }
-    const auto deadline = Clock::now() + 60s;
+    const auto deadline = Clock::now() + 120s;
     for (int number = 0; number < users; ++number) {
-      const std::int64_t wanted = users_[static_cast<std::size_t>(number)].written;
-      while (countAtService(number) != wanted && Clock::now() < deadline) std::this_thread::sleep_for(10ms);
-      if (const auto count = countAtService(number); count != wanted) {
-        std::cerr << "user " << number << ": the service has " << count << ", written was " << wanted << "\n";
-        ++losses;
+      const std::string patch = patchPathOf(number);
+      const std::string sending = patch.substr(0, patch.size() - 6) + "-sending.plist";
+      while ((std::filesystem::exists(patch) || std::filesystem::exists(sending)) && Clock::now() < deadline) {
+        std::this_thread::sleep_for(10ms);
       }
+      // Somebody who knows nothing asks.
+      const std::int64_t wanted = users_[static_cast<std::size_t>(number)].written;
+      QLCZephraManager stranger(std::make_shared<QLCAppInfo>(productOf(number), "soak/1"), provider_, delegate_);
+      std::promise<void> fetched;
+      stranger.fetchRemoteSettings([&](const ErrorRef&) { fetched.set_value(); });
+      fetched.get_future().wait();
+      const auto count = stranger.getNumberValue(countPath);
+      if (count == wanted) continue;
+      std::cerr << "user " << number << ": the service has " << count.value_or(-1) << ", written was " << wanted
+                << "\n";
+      ++losses;
     }
     return losses;
   }
@@ -132,26 +248,18 @@ class Soak {
   [[nodiscard]] std::uint64_t writes() const noexcept { return writes_; }
   [[nodiscard]] std::uint64_t fetches() const noexcept { return fetches_; }
   [[nodiscard]] std::uint64_t creations() const noexcept { return creations_; }
-  [[nodiscard]] std::uint64_t requests() { return service_.log().count(); }
+  [[nodiscard]] std::uint64_t requests() const { return service_.requests(); }
 
  private:
-  static std::string productOf(int user) { return "product-" + std::to_string(user); }
-
-  // The document with a writable number at `countPath`.
-  static Map withCount(const Map& document) {
-    const Map& data = *document.find("data")->map();
-    const Map& schema = *data.find("eff_schema")->map();
-    const Map& common = *schema.find("common")->map();
-    const Map user{{"properties", Map{{"count", Map{{"type", "integer"}, {"default", 0}}}}}};
-    const Map properties = common.find("properties")->map()->with("user", user);
-    return document.with("data", data.with("eff_schema", schema.with("common", common.with("properties", properties))));
+  [[nodiscard]] std::string patchPathOf(int user) const {
+    return directory_ + "/patch-" + std::to_string(user) + ".plist";
   }
 
   std::unique_ptr<QLCZephraManager> makeManager(int user) {
     auto manager = std::make_unique<QLCZephraManager>(std::make_shared<QLCAppInfo>(productOf(user), "soak/1"),
                                                       provider_, delegate_);
     manager->setLocalFilePath(directory_ + "/zephra-" + std::to_string(user) + ".plist");
-    manager->setPatchFilePath(directory_ + "/patch-" + std::to_string(user) + ".plist");
+    manager->setPatchFilePath(patchPathOf(user));
     ++creations_;
     return manager;
   }
@@ -202,39 +310,10 @@ class Soak {
     }
   }
 
-  void makeTrouble() {
-    constexpr int statuses[] = {500, 503, 429, 403, 412, 400};
-    if (service_.faults().remaining() > 50) return;
-    std::vector<service::Fault> faults;
-    for (int i = 0; i < 3; ++i) {
-      service::Fault fault;
-      fault.count = 1 + random_() % 5;
-      fault.onlyAfter = random_() % 50;
-      fault.apply = random_() % 2 == 0;
-      if (random_() % 2 == 0) fault.status = statuses[random_() % std::size(statuses)];
-      if (random_() % 4 == 0)
-        fault.drop = random_() % 2 == 0 ? service::Drop::beforeHeaders : service::Drop::afterHeaders;
-      fault.delay = std::chrono::milliseconds(random_() % 300);
-      // Two hours of silence would leave nothing to see.
-      if (fault.status == 429) fault.method = "GET";
-      faults.push_back(fault);
-    }
-    service_.faults().add(std::move(faults));
-  }
-
-  std::int64_t countAtService(int user) {
-    const auto values = service_.store().values(productOf(user));
-    const Value* common = values ? values->find("common") : nullptr;
-    const Value* group = common == nullptr || common->map() == nullptr ? nullptr : common->map()->find("user");
-    const Value* count = group == nullptr || group->map() == nullptr ? nullptr : group->map()->find("count");
-    return count == nullptr ? 0 : count->wholeNumber().value_or(-1);
-  }
-
+  ServiceProcess& service_;
   const std::string directory_;
   std::mt19937_64 random_;
-  service::Service service_{service::ServiceOptions{.logCapacity = 100}};
-  service::ServiceServer server_{service_};
-  std::shared_ptr<Provider> provider_;
+  const std::shared_ptr<Provider> provider_;
   const std::shared_ptr<Delegate> delegate_ = std::make_shared<Delegate>();
   std::vector<User> users_{users};
   std::atomic<bool> end_{false};
@@ -253,7 +332,7 @@ std::int64_t middle(const std::vector<Sample>& samples, std::size_t firstQuarter
   return values.empty() ? 0 : values[values.size() / 2];
 }
 
-int report(Soak& soak, const std::vector<Sample>& samples, int losses) {
+int report(const Soak& soak, const std::vector<Sample>& samples, int losses) {
   struct Row {
     const char* name;
     std::int64_t Sample::*field;
@@ -296,7 +375,8 @@ int main(int count, char** arguments) {
   {
     const auto seed = count == 4 ? std::strtoull(arguments[3], nullptr, 10) : std::random_device()();
     std::cout << "seed " << seed << std::endl;
-    test::Soak soak(directory, seed);
+    test::ServiceProcess service(seed);
+    test::Soak soak(service, directory, seed);
     std::ofstream samplesFile(arguments[2]);
     const auto samples = soak.run(std::chrono::seconds(seconds), samplesFile);
     status = test::report(soak, samples, soak.countLosses());
