@@ -1,4 +1,8 @@
+#include <array>
+#include <charconv>
 #include <cmath>
+#include <cstring>
+#include <utility>
 
 #include "platform/plist/plist.h"
 #include "platform/plist/xml_characters.h"
@@ -31,35 +35,94 @@ constexpr std::string_view escapeOf(char byte) noexcept {
   }
 }
 
+// Collects the text in a block on the stack, which is handed on when it is full: most pieces are a few bytes long, and
+// a string would check and count for each.
+class Output {
+ public:
+  explicit Output(std::size_t expectedSize) { text_.reserve(expectedSize); }
+
+  // At least so many bytes can be written at the place that it gives, and 16 more may be touched; advance() says how
+  // many were.
+  char* room(std::size_t size) {
+    if (size > capacity - used_) handOn();
+    return block_.data() + used_;
+  }
+  void advance(std::size_t size) noexcept { used_ += size; }
+
+  template <std::size_t size>
+  void put(const char (&literal)[size]) {
+    std::memcpy(room(size), literal, size - 1);
+    advance(size - 1);
+  }
+  void put(std::string_view piece) {
+    if (piece.size() <= capacity / 2) {
+      piece.copy(room(piece.size()), piece.size());
+      advance(piece.size());
+    } else {
+      handOn();
+      text_ += piece;
+    }
+  }
+  void fill(std::size_t count, char byte) {
+    std::memset(room(count), byte, count);
+    advance(count);
+  }
+  [[nodiscard]] std::string take() && {
+    handOn();
+    return std::move(text_);
+  }
+
+ private:
+  static constexpr std::size_t capacity = 16384;
+  static_assert(capacity > maximumNesting);  // of which fill() may have to make tabs
+
+  void handOn() {
+    text_.append(block_.data(), used_);
+    used_ = 0;
+  }
+
+  std::string text_;
+  std::size_t used_ = 0;
+  std::array<char, capacity + 16> block_;  // NOLINT(cppcoreguidelines-pro-type-member-init): written before it is read
+};
+
 class Writer {
  public:
-  std::string text{heading};
+  explicit Writer(std::size_t expectedSize) : output_(expectedSize) { output_.put(heading); }
+
+  [[nodiscard]] std::string take() && {
+    output_.put(ending);
+    return std::move(output_).take();
+  }
 
   bool scalar(const Value& value) {
     indent();
     switch (value.kind()) {
       case Value::Kind::boolean:
-        text += *value.boolean() ? "<true/>\n" : "<false/>\n";
+        *value.boolean() ? output_.put("<true/>\n") : output_.put("<false/>\n");
         return true;
       case Value::Kind::integer:
-        text += "<integer>";
+        output_.put("<integer>");
         if (const auto integer = value.integer()) {
-          appendInteger(text, *integer);
+          putInteger(*integer);
         } else {
-          appendInteger(text, *value.unsignedInteger());
+          putInteger(*value.unsignedInteger());
         }
-        text += "</integer>\n";
+        output_.put("</integer>\n");
         return true;
-      case Value::Kind::real:
+      case Value::Kind::real: {
         if (!std::isfinite(*value.real())) return false;
-        text += "<real>";
-        appendReal(text, *value.real());
-        text += "</real>\n";
+        std::string number;
+        appendReal(number, *value.real());
+        output_.put("<real>");
+        output_.put(number);
+        output_.put("</real>\n");
         return true;
+      }
       case Value::Kind::string:
-        text += "<string>";
-        if (!appendEscaped(*value.string())) return false;
-        text += "</string>\n";
+        output_.put("<string>");
+        if (!putEscaped(*value.string())) return false;
+        output_.put("</string>\n");
         return true;
       default:
         return false;
@@ -68,15 +131,15 @@ class Writer {
 
   bool key(std::string_view key) {
     indent();
-    text += "<key>";
-    if (!appendEscaped(key)) return false;
-    text += "</key>\n";
+    output_.put("<key>");
+    if (!putEscaped(key)) return false;
+    output_.put("</key>\n");
     return true;
   }
 
   bool begin(const Value& container) {
     indent();
-    text += container.map() != nullptr ? "<dict>\n" : "<array>\n";
+    container.map() != nullptr ? output_.put("<dict>\n") : output_.put("<array>\n");
     ++depth_;
     return true;
   }
@@ -84,35 +147,57 @@ class Writer {
   bool end(const Value& container) {
     --depth_;
     indent();
-    text += container.map() != nullptr ? "</dict>\n" : "</array>\n";
+    container.map() != nullptr ? output_.put("</dict>\n") : output_.put("</array>\n");
     return true;
   }
 
  private:
   using Special = bytes::Either<NotPlain, bytes::AnyOf<'&', '<', '>', '\r'>>;
 
-  void indent() { text.append(depth_, '\t'); }
+  void indent() { output_.fill(depth_, '\t'); }
 
-  bool appendEscaped(std::string_view content) {
+  template <typename Integer>
+  void putInteger(Integer integer) {
+    constexpr std::size_t longest = 20;
+    char* const first = output_.room(longest);
+    output_.advance(static_cast<std::size_t>(std::to_chars(first, first + longest, integer).ptr - first));
+  }
+
+  bool putEscaped(std::string_view content) {
+    // Nearly all are short and plain: copied first, they can be looked at in blocks of 16 bytes whatever stands behind.
+    constexpr std::size_t shortLength = 64;
+    if (content.size() <= shortLength) {
+      char* const copy = output_.room(shortLength);
+      content.copy(copy, content.size());
+      std::memset(copy + content.size(), ' ', 16);
+      const std::size_t blocks = (content.size() + 15) / 16 * 16;
+      if (findFirst<Special>(copy, copy + blocks) == copy + blocks) {
+        output_.advance(content.size());
+        return true;
+      }
+    }
+    return putPieces(content);
+  }
+
+  bool putPieces(std::string_view content) {
     const char* const last = content.data() + content.size();
     for (const char* run = content.data();;) {
       const char* at = findFirst<Special>(run, last);
       while (at != last && bytes::NonAscii::has(*at)) {
         const std::size_t length = characterLength(at, last);
         if (length == 0) return false;
-        at += length;
+        at = findFirst<Special>(at + length, last);
       }
-      text.append(run, at);
+      output_.put(std::string_view(run, at));
       if (at == last) return true;
-      if (Special::has(*at)) {
-        const std::string_view escape = escapeOf(*at++);
-        if (escape.empty()) return false;
-        text += escape;
-      }
+      const std::string_view escape = escapeOf(*at++);
+      if (escape.empty()) return false;
+      output_.put(escape);
       run = at;
     }
   }
 
+  Output output_;
   std::size_t depth_ = 0;
 };
 
@@ -120,11 +205,9 @@ class Writer {
 
 std::optional<std::string> write(const Value& value, std::size_t expectedSize) {
   if (value.nesting() > maximumNesting) return std::nullopt;
-  Writer writer;
-  writer.text.reserve(expectedSize);
+  Writer writer(expectedSize);
   if (!walk(value, writer)) return std::nullopt;
-  writer.text += ending;
-  return std::move(writer.text);
+  return std::move(writer).take();
 }
 
 }  // namespace qlczephra::plist
