@@ -90,7 +90,8 @@ class QLCZEPHRA_EXPORT QLCZephraManagerProtocol {
 
   // Policy records, made anew by each call from one whole tree: a record never mixes two revisions of the settings, and
   // equal settings give equal records. None of these fails; a setting that is missing or of another kind gives a
-  // default, leaves a piece out, or gives none, as docs/policy.md lists. They wait for nothing, as reads do.
+  // default, leaves a piece out, or gives none, as docs/policy.md lists. They wait for nothing, as reads do;
+  // pmProxySettings() alone may wait for standard output.
   [[nodiscard]] virtual QLTimeLimits timeLimits() const = 0;
   // None when curfew, quota, site list or content categories are not enabled, or settings they need are missing.
   [[nodiscard]] virtual std::optional<QLCurfew> curfew() const = 0;
@@ -99,11 +100,12 @@ class QLCZEPHRA_EXPORT QLCZephraManagerProtocol {
   [[nodiscard]] virtual std::optional<QLContentCategories> contentCategories() const = 0;
   // None when no scan is scheduled or its time or frequency is not complete.
   [[nodiscard]] virtual std::optional<QLCSchedule> schedule() const = 0;
-  // None without a known type of proxy, and for a user-defined proxy without an address. For each address without a
-  // host, which is left out, a line "returning nil here" goes to standard output.
+  // None without the policy manager's group, without a known type of proxy, and for a user-defined proxy without an
+  // address. For each address without a host that it looks at, and leaves out, a line "returning nil here" goes to
+  // standard output: for none when there is no record, and for none of a list that holds an element that is no map.
   [[nodiscard]] virtual std::optional<QLCPMProxySettings> pmProxySettings() const = 0;
   [[nodiscard]] virtual QLCFirewall firewall() const = 0;
-  // As pmProxySettings(), and silent.
+  // None without a known type of proxy, and for a user-defined proxy without an address. Silent.
   [[nodiscard]] virtual std::optional<QLCVORT2Settings> vort2ProxySettings() const = 0;
 };
 

@@ -43,11 +43,9 @@ std::vector<TimeRange> ranges(const List& objects) {
   return result;
 }
 
-// A list of one range, or an empty one.
-std::vector<TimeRange> optionRange(const Settings& settings, const path::Option& option) {
-  if (settings[option.enabled].boolean() != true) return {};
-  const auto range = rangeBetween(settings[option.from], settings[option.until]);
-  return range ? std::vector{*range} : std::vector<TimeRange>();
+std::optional<TimeRange> optionRange(const Settings& settings, const path::Option& option) {
+  if (settings[option.enabled].boolean() != true) return std::nullopt;
+  return rangeBetween(settings[option.from], settings[option.until]);
 }
 
 }  // namespace
@@ -64,8 +62,8 @@ std::optional<QLCurfew> curfew(const Settings& settings) {
     curfewDay.setIsEnabled(true);  // there is no switch for a single day
     curfew.addDay(curfewDay, ranges(*objects), std::string(dayNames[day]));
   }
-  curfew.addSchoolNights(optionRange(settings, path::schoolNights));
-  curfew.addWeekends(optionRange(settings, path::weekends));
+  if (const auto range = optionRange(settings, path::schoolNights)) curfew.addSchoolNights({*range});
+  if (const auto range = optionRange(settings, path::weekends)) curfew.addWeekends({*range});
   return curfew;
 }
 

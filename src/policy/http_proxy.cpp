@@ -2,9 +2,13 @@
 
 namespace qlczephra::policy {
 
+namespace {
+
 namespace member {
 constexpr std::string_view type = "proxy_type";  // string; else no proxy settings
 }  // namespace member
+
+}  // namespace
 
 std::optional<QLCHTTPProxySettings> httpProxySettings(const document::FlatMap& settings, const HTTPProxyWords& words) {
   const auto type = valueOfWord(words.types, settings[member::type].string());

@@ -114,13 +114,18 @@ class QLCZEPHRA_EXPORT QLCFirewallRule {
         teamIDs_(std::move(teamIDs)),
         certificateValidation_(certificateValidation) {}
 
-  [[nodiscard]] const std::string& name() const noexcept { return name_; }
-  [[nodiscard]] const std::optional<std::string>& descr() const noexcept { return descr_; }  // text for people
+  [[nodiscard]] const std::string& name() const& noexcept { return name_; }
+  [[nodiscard]] std::string name() && noexcept { return std::move(name_); }
+  // Text for people.
+  [[nodiscard]] const std::optional<std::string>& descr() const& noexcept { return descr_; }
+  [[nodiscard]] std::optional<std::string> descr() && noexcept { return std::move(descr_); }
   [[nodiscard]] QLCFirewallAction action() const noexcept { return action_; }
   [[nodiscard]] QLCFirewallDirection direction() const noexcept { return direction_; }
   // Either may be empty.
-  [[nodiscard]] const Identifiers& signingIDs() const noexcept { return signingIDs_; }
-  [[nodiscard]] const Identifiers& teamIDs() const noexcept { return teamIDs_; }
+  [[nodiscard]] const Identifiers& signingIDs() const& noexcept { return signingIDs_; }
+  [[nodiscard]] Identifiers signingIDs() && noexcept { return std::move(signingIDs_); }
+  [[nodiscard]] const Identifiers& teamIDs() const& noexcept { return teamIDs_; }
+  [[nodiscard]] Identifiers teamIDs() && noexcept { return std::move(teamIDs_); }
   [[nodiscard]] QLCFirewallCertificateValidation certificateValidation() const noexcept {
     return certificateValidation_;
   }
@@ -153,15 +158,19 @@ class QLCZEPHRA_EXPORT QLCFirewallProfile {
         certificateValidation_(certificateValidation),
         rules_(std::move(rules)) {}
 
-  [[nodiscard]] const std::string& identifier() const noexcept { return identifier_; }
-  [[nodiscard]] const std::string& name() const noexcept { return name_; }  // text for people
-  [[nodiscard]] const QLCFirewallDefaultActions& defaultActionsIn() const noexcept { return defaultActionsIn_; }
-  [[nodiscard]] const QLCFirewallDefaultActions& defaultActionsOut() const noexcept { return defaultActionsOut_; }
+  [[nodiscard]] const std::string& identifier() const& noexcept { return identifier_; }
+  [[nodiscard]] std::string identifier() && noexcept { return std::move(identifier_); }
+  // Text for people.
+  [[nodiscard]] const std::string& name() const& noexcept { return name_; }
+  [[nodiscard]] std::string name() && noexcept { return std::move(name_); }
+  [[nodiscard]] QLCFirewallDefaultActions defaultActionsIn() const noexcept { return defaultActionsIn_; }
+  [[nodiscard]] QLCFirewallDefaultActions defaultActionsOut() const noexcept { return defaultActionsOut_; }
   [[nodiscard]] QLCFirewallCertificateValidation certificateValidation() const noexcept {
     return certificateValidation_;
   }
   // In the order of the settings; may be empty.
-  [[nodiscard]] const std::vector<QLCFirewallRule>& rules() const noexcept { return rules_; }
+  [[nodiscard]] const std::vector<QLCFirewallRule>& rules() const& noexcept { return rules_; }
+  [[nodiscard]] std::vector<QLCFirewallRule> rules() && noexcept { return std::move(rules_); }
 
   [[nodiscard]] std::string description() const;
   friend bool operator==(const QLCFirewallProfile&, const QLCFirewallProfile&) = default;
@@ -188,7 +197,7 @@ class QLCZEPHRA_EXPORT QLCFirewall {
         currentProfileID_(std::move(currentProfileID)),
         profiles_(std::move(profiles)) {}
 
-  [[nodiscard]] const QLCFirewallSystemSettings& systemSettings() const noexcept { return systemSettings_; }
+  [[nodiscard]] QLCFirewallSystemSettings systemSettings() const noexcept { return systemSettings_; }
   [[nodiscard]] bool enabled() const noexcept { return enabled_; }  // the product's own firewall
   // May be empty and may name no profile.
   [[nodiscard]] const std::string& currentProfileID() const& noexcept { return currentProfileID_; }

@@ -4,9 +4,9 @@
 // manager makes a new record for every call; a host may also make its own. One record may be read by any number of
 // threads as long as none changes it.
 //
-// Lists that a temporary record is asked for are the caller's own, so `for (... : manager.firewall().profiles())` is
-// safe. `manager.curfew()->days()` is not: what `->` leads to ends with the temporary. Keep such a record in a
-// variable.
+// What a temporary record is asked for is the caller's own, so `for (... : manager.firewall().profiles())` is safe.
+// What is reached through it by a second call or by `->` is not: `manager.firewall().profiles().at(id).rules()` and
+// `manager.curfew()->days()` end with the temporary. Keep such a record in a variable.
 //
 // Times and durations stand as the settings have them: no unit, range or order is checked.
 #pragma once

@@ -1,8 +1,9 @@
 // The textual description of records: one line, "<Class: field value, field value>". Strings stand in quotation marks
-// with line breaks and other control characters escaped, so that no setting can forge a line of a log.
+// with control characters and all line breaks that Unicode knows escaped, so that no setting can forge a line of a log.
 #pragma once
 
 #include <concepts>
+#include <cstddef>
 #include <cstdio>
 #include <optional>
 #include <string>
@@ -82,20 +83,32 @@ class Description {
 
   void appendQuoted(std::string_view text) {
     text_ += '"';
-    for (const char character : text) {
-      const auto byte = static_cast<unsigned char>(character);
-      if (character == '"' || character == '\\') {
-        text_ += '\\';
-        text_ += character;
-      } else if (byte < 0x20 || byte == 0x7F) {
-        char escape[8];
-        std::snprintf(escape, sizeof escape, "\\x%02X", static_cast<unsigned>(byte));
+    while (!text.empty()) {
+      if (const auto [character, length] = controlInFront(text); length != 0) {
+        char escape[16];
+        std::snprintf(escape, sizeof escape, character < 0x80 ? "\\x%02X" : "\\u%04X", character);
         text_ += escape;
+        text.remove_prefix(length);
       } else {
-        text_ += character;
+        if (text.front() == '"' || text.front() == '\\') text_ += '\\';
+        text_ += text.front();
+        text.remove_prefix(1);
       }
     }
     text_ += '"';
+  }
+
+  struct Control {
+    unsigned character = 0;
+    std::size_t length = 0;  // in bytes of UTF-8; 0: none
+  };
+  static Control controlInFront(std::string_view text) {
+    const auto byteAt = [text](std::size_t i) { return i < text.size() ? static_cast<unsigned char>(text[i]) : 0U; };
+    if (byteAt(0) < 0x20 || byteAt(0) == 0x7F) return {byteAt(0), 1};
+    if (byteAt(0) == 0xC2 && byteAt(1) >= 0x80 && byteAt(1) <= 0x9F) return {byteAt(1), 2};
+    if (text.starts_with("\u2028")) return {0x2028, 3};  // line separator
+    if (text.starts_with("\u2029")) return {0x2029, 3};  // paragraph separator
+    return {};
   }
 
   std::string text_;
