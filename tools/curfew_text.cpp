@@ -26,6 +26,7 @@ std::string bar(const std::vector<TimeRange>& ranges) {
   constexpr auto step = endOfDay / static_cast<std::int64_t>(barWidth);
   std::string text(barWidth, '.');
   for (const TimeRange& range : ranges) {
+    if (range.from() == range.until()) continue;  // no time at all
     const bool goesOn = range.until() < range.from();
     const std::int64_t until = goesOn ? endOfDay : range.until();
     for (std::size_t i = 0; i < barWidth; ++i) {

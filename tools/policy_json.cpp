@@ -118,7 +118,7 @@ Value asJson(const QLCPMProxySettings& settings) {
 }
 
 Value asJson(const QLCFirewall& firewall) {
-  const QLCFirewallSystemSettings& system = firewall.systemSettings();
+  const QLCFirewallSystemSettings system = firewall.systemSettings();
   Map::Builder profiles;
   for (const auto& [identifier, profile] : firewall.profiles()) profiles.set(identifier, ofProfile(profile));
   return Map{{"systemSettings", Map{{"enabled", system.enabled()},

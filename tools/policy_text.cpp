@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <utility>
 
 namespace qlczephra::tools {
 namespace {
@@ -18,7 +19,8 @@ std::string yesNo(std::optional<bool> yes) {
 
 std::string joined(const std::vector<std::string>& parts, const char* separator = ", ") {
   std::string text;
-  for (const std::string& part : parts) text += (text.empty() ? "" : separator) + part;
+  bool first = true;
+  for (const std::string& part : parts) text += (std::exchange(first, false) ? "" : separator) + part;
   return text;
 }
 
@@ -52,9 +54,14 @@ std::string actionsText(const QLCFirewallDefaultActions& actions) {
   return std::string(nameOf(actions.action())) + (allowed.empty() ? "" : "; allow " + joined(allowed));
 }
 
+// Blanks separate identifiers and "-" stands for none; one that would be taken for either is quoted.
 std::string identifiersText(const QLCFirewallRule::Identifiers& identifiers) {
   std::vector<std::string> cells;
-  for (const std::string& identifier : identifiers) cells.push_back(cell(identifier));
+  for (const std::string& identifier : identifiers) {
+    const bool misleading =
+        identifier.empty() || identifier == "-" || identifier.find_first_of(" \"") != std::string::npos;
+    cells.push_back(misleading ? quoted(identifier) : cell(identifier));
+  }
   return cells.empty() ? "-" : joined(cells, " ");
 }
 
@@ -157,7 +164,7 @@ Lines asText(const QLCVORT2Settings& settings) {
 }
 
 Lines asText(const QLCFirewall& firewall) {
-  const QLCFirewallSystemSettings& system = firewall.systemSettings();
+  const QLCFirewallSystemSettings system = firewall.systemSettings();
   const std::string& current = firewall.currentProfileID();
   Lines lines = {
       std::string(onOff(firewall.enabled())) + ", current profile: " + (current.empty() ? "-" : cell(current)),

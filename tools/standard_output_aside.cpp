@@ -3,20 +3,53 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
+#include <string>
+
+#include "tools/failure.h"
 
 namespace qlczephra::tools {
 
-StandardOutputAside::StandardOutputAside() {
+namespace {
+
+// Interrupted by a signal, or in the way of an open() on another thread, it is tried again.
+bool becomesStandardOutput(int descriptor) {
+  while (::dup2(descriptor, STDOUT_FILENO) < 0) {
+    if (errno != EINTR && errno != EBUSY) return false;
+  }
+  return true;
+}
+
+// Where there is no standard error, nobody reads it.
+bool discardsStandardOutput() {
+  const int nowhere = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
+  if (nowhere < 0) return false;
+  const bool done = becomesStandardOutput(nowhere);
+  ::close(nowhere);
+  return done;
+}
+
+Failure failure(const char* reason) {
+  return Failure(std::string("standard output cannot be set aside: ") + reason + "; write to a file or a pipe");
+}
+
+}  // namespace
+
+StandardOutputAside::StandardOutputAside() : output_(-1) {
   (void)std::fflush(stdout);
   output_ = ::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
-  if (output_ >= 0) ::dup2(STDERR_FILENO, STDOUT_FILENO);
+  if (output_ < 0) throw failure(std::strerror(errno));
+  if (becomesStandardOutput(STDERR_FILENO) || discardsStandardOutput()) return;
+  const Failure reason = failure(std::strerror(errno));
+  ::close(output_);
+  throw reason;
 }
 
 StandardOutputAside::~StandardOutputAside() {
   (void)std::fflush(stdout);
-  if (output_ < 0) return;
-  ::dup2(output_, STDOUT_FILENO);
+  (void)becomesStandardOutput(output_);  // cannot fail: both descriptors are open
   ::close(output_);
 }
 

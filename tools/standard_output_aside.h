@@ -6,13 +6,13 @@ namespace qlczephra::tools {
 
 class StandardOutputAside {
  public:
-  StandardOutputAside();
+  StandardOutputAside();  // throws Failure when there is no standard output, or it cannot be moved
   ~StandardOutputAside();
   StandardOutputAside(const StandardOutputAside&) = delete;
   StandardOutputAside& operator=(const StandardOutputAside&) = delete;
 
  private:
-  int output_;  // the descriptor that standard output had; -1 when it could not be moved
+  int output_;  // what standard output was
 };
 
 }  // namespace qlczephra::tools

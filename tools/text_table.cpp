@@ -1,6 +1,7 @@
 #include "tools/text_table.h"
 
 #include <algorithm>
+#include <cstdio>
 
 #include "platform/json/json.h"
 
@@ -11,6 +12,18 @@ namespace {
 std::size_t widthOf(std::string_view text) {
   return static_cast<std::size_t>(
       std::count_if(text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0U) != 0x80U; }));
+}
+
+// A control character that JSON text may hold as it stands, in front of a text: U+007F to U+009F.
+struct LateControl {
+  unsigned character = 0;
+  std::size_t length = 0;  // in bytes of UTF-8; 0: none
+};
+LateControl lateControl(std::string_view text) {
+  if (text.starts_with('\x7F')) return {0x7F, 1};
+  if (text.size() < 2 || text[0] != '\xC2') return {};
+  const auto second = static_cast<unsigned char>(text[1]);
+  return second >= 0x80 && second <= 0x9F ? LateControl{second, 2} : LateControl();
 }
 
 }  // namespace
@@ -37,9 +50,27 @@ Lines tableLines(const std::vector<std::vector<std::string>>& rows) {
 }
 
 std::string cell(std::string_view text) {
-  const auto isControl = [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; };
-  if (std::none_of(text.begin(), text.end(), isControl)) return std::string(text);
-  return json::write(Value(text)).value_or("?");
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    if (static_cast<unsigned char>(text[at]) < 0x20 || lateControl(text.substr(at)).length != 0) return quoted(text);
+  }
+  return std::string(text);
+}
+
+std::string quoted(std::string_view text) {
+  const std::string json = json::write(Value(text)).value_or("?");
+  std::string result;
+  for (std::string_view rest = json; !rest.empty();) {
+    if (const auto [character, length] = lateControl(rest); length != 0) {
+      char escape[16];
+      std::snprintf(escape, sizeof escape, "\\u%04x", character);
+      result += escape;
+      rest.remove_prefix(length);
+    } else {
+      result += rest.front();
+      rest.remove_prefix(1);
+    }
+  }
+  return result;
 }
 
 void append(Lines& lines, const Lines& more) {

@@ -16,6 +16,9 @@ using Lines = std::vector<std::string>;
 // terminal.
 [[nodiscard]] std::string cell(std::string_view text);
 
+// The text as a JSON string, with every control character escaped, also those that JSON leaves as they are.
+[[nodiscard]] std::string quoted(std::string_view text);
+
 // Adds `more` to `lines`, each line two blanks further in.
 void append(Lines& lines, const Lines& more);
 

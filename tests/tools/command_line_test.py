@@ -175,6 +175,34 @@ class CommandLineTest(unittest.TestCase):
         values = {"common": {"sites": {"enabled": True, "list": [{"url": "\x1b[2J\nforged", "allowed": True}]}}}
         result = self.policy(values, "browsingProtection")
         self.assertEqual(result.out, 'browsingProtection: 1 allowed, 0 blocked\n  allowed  "\\u001b[2J\\nforged"\n')
+        values["common"]["sites"]["list"] = [{"url": url, "allowed": False}
+                                             for url in ("a\x7f", "\x80\x9b2J\x9f", "\xa0\xc5", "\\x")]
+        self.assertEqual(self.policy(values, "browsingProtection").out,
+                         'browsingProtection: 0 allowed, 4 blocked\n  blocked  "a\\u007f"\n'
+                         '  blocked  "\\u0080\\u009b2J\\u009f"\n  blocked  \xa0\xc5\n  blocked  \\x\n')
+
+    def test_identifiers_of_a_rule_can_be_told_apart(self):
+        actions = {"action": "block", "allow_builtin": True, "allow_signed": True}
+        rule = {"enabled": True, "name": "R", "action": "allow", "direction": "in",
+                "signing_id_list": ["", "-", "a b", "c", '"'], "team_id_list": []}
+        profile = {"profile_id": "p", "profile_name": "P", "rules": [rule],
+                   "default_actions": {"incoming": actions, "outgoing": actions}}
+        result = self.policy({"macos": {"firewall": {"profiles": [profile]}}}, "firewall")
+        self.assertTrue(result.out.endswith('  "" "\\"" "-" "a b" c  -         -\n'), result.out)
+
+    def test_a_curfew_range_of_no_length_draws_nothing(self):
+        curfew = {"enabled": True, "monday": {"ranges": [{"from": 100, "until": 100}, {"from": 600, "until": 660}]}}
+        result = self.policy({"common": {"time": {"curfew": curfew}}}, "curfew")
+        self.assertIn(f"\n  monday     |{'.' * 20}##{'.' * 26}|", result.out)
+        self.assertIn("  100-100, 600-660\n", result.out)
+
+    def test_json_is_written_without_a_standard_error_and_refused_without_a_standard_output(self):
+        command = f"'{PROGRAM}' policy --json --document '{SAMPLE}'"
+        without_error, without_output = (
+            Result(subprocess.run(["sh", "-c", f"{command} {closed}"], capture_output=True, text=True, timeout=60))
+            for closed in ("2>&-", ">&-"))
+        self.assertEqual((without_error.status, len(json.loads(without_error.out))), (0, 9))
+        self.assert_complaint(without_output, 1, "standard output")
 
     def test_misuse_of_policy(self):
         self.assert_complaint(qlczephra("policy", "firewalls", "--file", self.stored), 2, "firewalls")
