@@ -23,7 +23,7 @@ struct Host : QLCZephraAuthenticationDelegate, QLCServicesURLsProviderProtocol {
 // The components of the product; here they say what they would do.
 
 void applyFirewall(const QLCFirewall& firewall) {
-  const QLCFirewallSystemSettings& system = firewall.systemSettings();
+  const QLCFirewallSystemSettings system = firewall.systemSettings();
   std::cout << "system firewall: " << (system.enabled() ? "on" : "off")
             << (system.blockAllIn() ? ", blocks everything that comes in" : "") << '\n';
   if (!firewall.enabled()) {
@@ -65,6 +65,22 @@ void applySchedule(const std::optional<QLCSchedule>& schedule) {
   std::cout << '\n';
 }
 
+// "host:port" for the HTTPS port. A number that is no port is the host's to refuse, too.
+std::optional<std::string> endpoint(const QLCPMAddress& address) {
+  const std::int64_t port = address.httpsPort().value_or(443);
+  if (port < 1 || port > 65535) {
+    std::cout << "  " << address << " has no port, left out\n";
+    return std::nullopt;
+  }
+  return address.address() + ':' + std::to_string(port);
+}
+
+// A choice that the settings do not make stays as it was.
+const char* choice(std::optional<bool> yes) {
+  if (!yes) return "as before";
+  return *yes ? "yes" : "no";
+}
+
 void applyProxy(const std::optional<QLCVORT2Settings>& vort2, const std::optional<QLCPMProxySettings>& policyManager) {
   const auto proxyOf = [](const QLCHTTPProxySettings& proxy) {
     return proxy.type() == QLCHTTPProxyTypeUserDefined ? *proxy.address() : std::string(nameOf(proxy.type()));
@@ -76,12 +92,17 @@ void applyProxy(const std::optional<QLCVORT2Settings>& vort2, const std::optiona
   }
   if (policyManager) {
     std::cout << "policy manager: proxy " << proxyOf(policyManager->httpProxy()) << '\n';
-    // A list that is not set leaves the choice as it is; an empty one clears it.
-    if (const auto& proxies = policyManager->proxies()) {
-      for (const QLCPMAddress& proxy : *proxies) {
-        std::cout << "  relay " << proxy.address() << ':' << proxy.httpsPort().value_or(443) << '\n';
+    if (const auto& address = policyManager->overridePMAddress()) {
+      if (const auto at = endpoint(*address)) std::cout << "  at " << *at << '\n';
+    }
+    // A list that is not set leaves the relays as they are; an empty one clears them.
+    if (const auto& relays = policyManager->proxies()) {
+      for (const QLCPMAddress& relay : *relays) {
+        if (const auto at = endpoint(relay)) std::cout << "  relay " << *at << '\n';
       }
     }
+    std::cout << "  when no relay answers: policy manager itself " << choice(policyManager->fallbackToPM())
+              << ", cloud " << choice(policyManager->fallbackToCloud()) << '\n';
   }
 }
 

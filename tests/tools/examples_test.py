@@ -52,9 +52,11 @@ class ExamplesTest(unittest.TestCase):
             scan: weekly at 19:30, days 7 3
             service client: proxy proxy.office.example:3128, local server vort2.office.example
             policy manager: proxy http://proxy.office.example:3128
+              at pm.office.example:8443
               relay relay-1.office.example:8443
               relay 10.1.2.3:443
               relay relay-2.office.example:443
+              when no relay answers: policy manager itself no, cloud no
             -- the user switches to the home profile
             system firewall: on
             firewall: profile Home network, incoming block, outgoing allow by default
