@@ -129,11 +129,11 @@ TEST(PolicyViews, FirewallSwitches) {
   EXPECT_EQ(test::shown(firewall(Settings(nullptr))), cases[0].record) << "there are no settings at all";
 }
 
-constexpr const char* actions = R"({"action": "block", "allow_builtin": true, "allow_signed": false})";
-
 std::string profile(const std::string& id, const std::string& rest) {
-  return R"({"profile_id": ")" + id + R"(", "profile_name": "N", "default_actions": {"incoming": )" + actions +
-         R"(, "outgoing": )" + actions + "}" + rest + "}";
+  return R"({"profile_id": ")" + id + R"(", "profile_name": "N", "default_actions": {
+      "incoming": {"action": "block", "allow_builtin": true, "allow_signed": false},
+      "outgoing": {"action": "allow", "allow_builtin": false, "allow_signed": true, "allow_trusted": true}})" +
+         rest + "}";
 }
 
 QLCFirewall firewallWith(const std::string& profiles) {
@@ -148,7 +148,7 @@ TEST(PolicyViews, FirewallProfilesThatAreLeftOut) {
   EXPECT_EQ(test::shown(kept.at("p")),
             "<QLCFirewallProfile: identifier \"p\", name \"N\", defaultActionsIn <QLCFirewallDefaultActions: action "
             "block, allowBuiltin true, allowSigned false, allowTrusted false>, defaultActionsOut "
-            "<QLCFirewallDefaultActions: action block, allowBuiltin true, allowSigned false, allowTrusted false>, "
+            "<QLCFirewallDefaultActions: action allow, allowBuiltin false, allowSigned true, allowTrusted true>, "
             "certificateValidation per rule, rules []>");
 
   // What is replaced, by what; the profile beside it always stays.
@@ -163,9 +163,12 @@ TEST(PolicyViews, FirewallProfilesThatAreLeftOut) {
       {R"("default_actions")", R"("actions")", false},
       {R"("incoming": {)", R"("in": {)", false},
       {R"("outgoing": {)", R"("out": {)", false},
-      {R"("outgoing": {"action": "block")", R"("outgoing": {"action": "Block")", false},
-      {R"("outgoing": {"action": "block", "allow_builtin": true, "allow_signed")",
-       R"("outgoing": {"action": "block", "allow_builtin": true, "allow_trusted")", false},
+      {R"("default_actions": {)", R"("default_actions": [], "other": {)", false},
+      {R"("incoming": {)", R"("incoming": "block", "other": {)", false},
+      {R"("outgoing": {)", R"("outgoing": [], "other": {)", false},
+      {R"("outgoing": {"action": "allow")", R"("outgoing": {"action": "Allow")", false},
+      {R"("allow_signed": true)", R"("signed": true)", false},
+      {R"("allow_trusted": true)", R"("allow_trusted": 1)", true},
       {R"("incoming": {"action": "block", "allow_builtin": true)",
        R"("incoming": {"action": "block", "allow_builtin": 1)", false},
       {R"("rules": [])", R"("rules": {})", false},
@@ -183,6 +186,13 @@ TEST(PolicyViews, FirewallProfilesThatAreLeftOut) {
     EXPECT_EQ(profiles.count("p"), stays ? 1U : 0U) << replacement;
     EXPECT_EQ(profiles.count("other"), 1U) << replacement;
   }
+
+  std::string trusted = whole;
+  trusted.replace(trusted.find(R"("allow_trusted": true)"), 21, R"("allow_trusted": 1)");
+  const auto untrusting = firewallWith(trusted).profiles();
+  EXPECT_EQ(untrusting.at("p").defaultActionsOut(),
+            QLCFirewallDefaultActions(QLCFirewallActionAllow, false, true, false))
+      << "a number is no boolean, and only this one field has a default";
 
   const auto twice = firewallWith(whole + ", " + profile("p", R"(, "rules": [], "certificate_validation": 2)"));
   ASSERT_EQ(twice.profiles().size(), 1U);

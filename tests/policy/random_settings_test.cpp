@@ -1,86 +1,26 @@
 // Random and half-broken policy settings through document, merge and all views: nothing fails, every view gives none
-// exactly when a plain reading of its rules says so, and the same settings give the same records.
+// exactly when a plain reading of its rules says so, and firewall, schedule and proxies give the very record that such
+// a reading gives.
 #include <algorithm>
 #include <array>
 
 #include "document/tree_walk.h"
 #include "service/sample_document.h"
 #include "tests/policy/damage.h"
+#include "tests/policy/plain_reading.h"
+#include "tests/policy/plain_views.h"
 #include "tests/policy/view_cases.h"
 
 namespace qlczephra::policy {
 namespace {
 
 using test::Damage;
+using test::flatAt;
+using test::isString;
+using test::isTrue;
 using test::mapFromJson;
-using test::shownView;
-
-// ---- a plain reading of what each view needs, over copies of the settings
-
-bool isTrue(const Value* value) {
-  return value != nullptr && value->boolean() == true;
-}
-bool isWhole(const Value* value) {
-  return value != nullptr && value->wholeNumber().has_value();
-}
-bool isString(const Value* value) {
-  return value != nullptr && value->string().has_value();
-}
-bool isWord(const Value* value, std::initializer_list<const char*> words) {
-  return isString(value) && std::find(words.begin(), words.end(), *value->string()) != words.end();
-}
-const Map* mapIn(const Map& map, std::string_view name) {
-  const Value* value = map.find(name);
-  return value == nullptr ? nullptr : value->map();
-}
-const List* mapsIn(const Value* value) {
-  const List* list = value == nullptr ? nullptr : value->list();
-  const auto isMap = [](const Value& element) { return element.map() != nullptr; };
-  return list != nullptr && std::all_of(list->begin(), list->end(), isMap) ? list : nullptr;
-}
-std::optional<Map> flatAt(const Map& tree, std::string_view path) {
-  const Value* value = document::valueAt(tree, path);
-  if (value == nullptr || value->map() == nullptr) return std::nullopt;
-  return document::flattened(*value->map());
-}
-
-bool hasSchedule(const Map& tree) {
-  const auto group = flatAt(tree, "macos.scheduled_scanning");
-  if (!group) return false;
-  const Map* time = mapIn(*group, "start_time");
-  const Map* frequency = mapIn(*group, "scan_frequency");
-  return isTrue(group->find("enabled")) && time != nullptr && isWhole(time->find("hours")) &&
-         isWhole(time->find("minutes")) && frequency != nullptr &&
-         isWord(frequency->find("frequency"), {"daily", "weekly", "monthly"});
-}
-
-bool hasProxy(const std::optional<Map>& group, const char* system, const char* userDefined, const char* address) {
-  return group && (isWord(group->find("proxy_type"), {"no_proxy", system}) ||
-                   (isWord(group->find("proxy_type"), {userDefined}) && isString(group->find(address))));
-}
-bool hasVort2(const Map& tree) {
-  return hasProxy(flatAt(tree, "macos.vort2"), "system_http_proxy", "user_defined_http_proxy", "proxy_address");
-}
-bool hasPm(const Map& tree) {
-  return flatAt(tree, "windows.policy_manager") &&
-         hasProxy(flatAt(tree, "windows.vort2"), "get_from_browser", "user_defined", "user_proxy");
-}
-
-// Address objects without a host that the view looks at.
-std::size_t rejectedAddresses(const Map& tree) {
-  if (!hasPm(tree)) return 0;
-  const auto rejected = [](const Map& object) {
-    return !isString(object.find("host")) || object.find("host")->string()->empty();
-  };
-  const auto group = flatAt(tree, "windows.policy_manager");
-  const Map* single = mapIn(*group, "override_address");
-  std::size_t count = single != nullptr && rejected(*single) ? 1 : 0;
-  const Map* selection = mapIn(*group, "proxy_auto_selection");
-  const List* list = selection == nullptr ? nullptr : mapsIn(selection->find("addresses"));
-  if (list == nullptr) return count;
-  for (const Value& object : *list) count += rejected(*object.map()) ? 1U : 0U;
-  return count;
-}
+using test::mapIn;
+using test::mapsIn;
 
 std::size_t sitesWith(const Map& tree, bool allowed) {
   const List* list = mapsIn(document::valueAt(tree, "common.sites.list"));
@@ -92,10 +32,11 @@ std::size_t sitesWith(const Map& tree, bool allowed) {
   return count;
 }
 
-// ---- the views against it
-
 struct Counts {
   std::array<std::size_t, 7> records{};  // how often each view that may give none gave one
+  std::size_t profiles = 0;              // of all firewalls
+  std::size_t rules = 0;
+  std::size_t wholeFirewalls = 0;  // with every profile of the sample
 };
 
 void checkViews(const Map& tree, Counts& counts) {
@@ -117,11 +58,26 @@ void checkViews(const Map& tree, Counts& counts) {
   check("contentCategories", contentCategories(settings),
         isTrue(document::valueAt(tree, "common.content.enabled")) &&
             flatAt(tree, "common.content.allowed_categories").has_value());
-  check("schedule", schedule(settings), hasSchedule(tree));
-  check("pmProxySettings", pm, hasPm(tree));
-  check("vort2ProxySettings", vort2ProxySettings(settings), hasVort2(tree));
+  std::size_t rejected = 0;
+  const auto expectedPm = test::plainPm(tree, rejected);
+  const auto expectedSchedule = test::plainSchedule(tree);
+  const auto expectedVort2 = test::plainVort2(tree);
+  check("schedule", schedule(settings), expectedSchedule.has_value());
+  check("pmProxySettings", pm, expectedPm.has_value());
+  check("vort2ProxySettings", vort2ProxySettings(settings), expectedVort2.has_value());
+  EXPECT_EQ(schedule(settings), expectedSchedule);
+  EXPECT_EQ(pm, expectedPm);
+  EXPECT_EQ(vort2ProxySettings(settings), expectedVort2);
+  EXPECT_EQ(static_cast<std::size_t>(std::count(written.begin(), written.end(), '\n')), rejected);
 
-  EXPECT_EQ(static_cast<std::size_t>(std::count(written.begin(), written.end(), '\n')), rejectedAddresses(tree));
+  const QLCFirewall wall = firewall(settings);
+  EXPECT_EQ(wall, test::plainFirewall(tree));
+  counts.profiles += wall.profiles().size();
+  counts.wholeFirewalls += wall.profiles().size() == 3 ? 1U : 0U;
+  for (const auto& [identifier, profile] : wall.profiles()) {
+    EXPECT_EQ(profile.identifier(), identifier);
+    counts.rules += profile.rules().size();
+  }
   if (sites) {
     EXPECT_EQ(sites->whitelist().size(), sitesWith(tree, true));
     EXPECT_EQ(sites->blacklist().size(), sitesWith(tree, false));
@@ -130,11 +86,7 @@ void checkViews(const Map& tree, Counts& counts) {
   EXPECT_EQ(limits.curfew(), curfew(settings));
   EXPECT_EQ(limits.quota(), quota(settings));
   EXPECT_EQ(limits, timeLimits(settings));
-  EXPECT_EQ(firewall(settings), firewall(settings));
-  for (const auto& [identifier, profile] : firewall(settings).profiles()) EXPECT_EQ(profile.identifier(), identifier);
-  EXPECT_EQ(schedule(settings), schedule(settings));
   EXPECT_EQ(contentCategories(settings), contentCategories(settings));
-  EXPECT_EQ(vort2ProxySettings(settings), vort2ProxySettings(settings));
 }
 
 class Sample {
@@ -185,6 +137,10 @@ TEST(PolicyViews, GiveNoneExactlyWhereARecordCannotBeAndNeverFail) {
     EXPECT_GT(records, trees / 20);
     EXPECT_LT(records, trees - trees / 20);
   }
+  EXPECT_GT(counts.profiles, trees / 4);
+  EXPECT_GT(counts.rules, trees / 4);
+  EXPECT_GT(counts.wholeFirewalls, trees / 20);
+  EXPECT_LT(counts.wholeFirewalls, trees - trees / 20);
 }
 
 }  // namespace
