@@ -1,4 +1,5 @@
-// Tables of (settings, expected record) for views. Records are compared in their textual form, which holds every field.
+// Tables of (settings, expected record) for views. Records are compared in their textual form, which holds every field
+// (and of an address all but a password).
 #pragma once
 
 #include <gtest/gtest.h>
