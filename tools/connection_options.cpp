@@ -19,14 +19,6 @@ std::string withoutLineEnd(std::string text) {
   return text;
 }
 
-void refuseControlCharacters(const std::string& text, const char* what, const char* remedy) {
-  for (const char c : text) {
-    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) {
-      throw Misuse(std::string(what) + " holds a line break or another control character; " + remedy);
-    }
-  }
-}
-
 }  // namespace
 
 Host makeHost(const std::string& url, const std::string& product, const std::string& userAgent,

@@ -34,7 +34,7 @@ void checkStored(const QLCZephraManager& manager) {
   const auto path = manager.localFilePath();
   if (!path) return;
   const std::string remedy = "give a writable place with --local-file";
-  if (readPropertyList(*path, remedy) != manager.currentSettings()) {
+  if (readPropertyListIfAny(*path, remedy) != manager.currentSettings()) {
     throw Failure("the settings were fetched but not stored in " + *path + "; " + remedy);
   }
 }

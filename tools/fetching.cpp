@@ -36,12 +36,10 @@ Clock::time_point PatienceOptions::deadline() const {
   return seconds == 0 ? Clock::time_point::max() : Clock::now() + std::chrono::seconds(seconds);
 }
 
-void PatienceOptions::addTo(CLI::App& command) {
+void PatienceOptions::addTo(CLI::App& command, const std::string& endless) {
   command
-      .add_option(
-          "--timeout", seconds,
-          "Give up after this time (default: 120); failed requests are repeated until then. 0: when the library "
-          "gives up, which can take hours")
+      .add_option("--timeout", seconds,
+                  "Give up after this time (default: 120); failed requests are repeated until then. 0: " + endless)
       ->option_text("SECONDS")
       ->group("Service");
 }

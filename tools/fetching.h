@@ -19,7 +19,8 @@ namespace qlczephra::tools {
 struct PatienceOptions {
   std::uint32_t seconds = 120;
 
-  void addTo(CLI::App& command);
+  // `endless` tells users what ends a command whose --timeout is 0.
+  void addTo(CLI::App& command, const std::string& endless = "when the library gives up, which can take hours");
   // When patience that begins now ends.
   [[nodiscard]] std::chrono::steady_clock::time_point deadline() const;
 };

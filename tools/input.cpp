@@ -1,5 +1,9 @@
 #include "tools/input.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <memory>
@@ -16,6 +20,28 @@ using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
 File open(const std::string& path) {
   return {std::fopen(path.c_str(), "rbe"), std::fclose};
+}
+
+// A file as the library opens those that it keeps: never through a link, without waiting for the writer of a FIFO, and
+// not of any size. Null with ENOENT for whatever the library counts as missing.
+File openKept(const std::string& path) {
+  constexpr off_t largest = off_t{1} << 30U;
+  const int descriptor = ::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+  if (descriptor < 0) {
+    if (errno == ENOTDIR || errno == ELOOP || errno == ENXIO) errno = ENOENT;
+    return {nullptr, std::fclose};
+  }
+  struct stat status {};
+  int error = ::fstat(descriptor, &status) != 0 ? errno : 0;
+  if (error == 0 && !S_ISREG(status.st_mode)) error = ENOENT;
+  if (error == 0 && status.st_size > largest) error = EFBIG;
+  std::FILE* const file = error == 0 ? ::fdopen(descriptor, "rb") : nullptr;
+  if (file == nullptr) {
+    if (error == 0) error = errno;
+    ::close(descriptor);
+    errno = error;
+  }
+  return {file, std::fclose};
 }
 
 [[noreturn]] void cannotRead(const std::string& path, const std::string& remedy) {
@@ -50,15 +76,23 @@ std::string readInput(const std::string& path, const std::string& remedy) {
   return readAll(file.get(), path, remedy);
 }
 
-Map readPropertyListIfAny(const std::string& path, const std::string& remedy) {
-  const File file = open(path);
-  if (file == nullptr && errno == ENOENT) return {};
+std::optional<Map> readPropertyListIfAny(const std::string& path, const std::string& remedy) {
+  const File file = openKept(path);
+  if (file == nullptr && errno == ENOENT) return std::nullopt;
   if (file == nullptr) cannotRead(path, remedy);
   return mapAtTop(plist::read(readAll(file.get(), path, remedy)), path, "an XML property list", remedy);
 }
 
 Map readPropertyList(const std::string& path, const std::string& remedy) {
   return mapAtTop(plist::read(readInput(path, remedy)), path, "an XML property list", remedy);
+}
+
+void refuseControlCharacters(const std::string& text, const char* what, const char* remedy) {
+  for (const char c : text) {
+    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) {
+      throw Misuse(std::string(what) + " holds a line break or another control character; " + remedy);
+    }
+  }
 }
 
 Map readJsonObject(const std::string& path, const std::string& remedy) {

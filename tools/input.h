@@ -2,6 +2,7 @@
 // do about it.
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "qlczephra/value.h"
@@ -14,8 +15,12 @@ namespace qlczephra::tools {
 // The map at the top of an XML property list, as the manager's files are.
 [[nodiscard]] Map readPropertyList(const std::string& path, const std::string& remedy);
 
-// The same; an empty map when there is no such file.
-[[nodiscard]] Map readPropertyListIfAny(const std::string& path, const std::string& remedy);
+// The same of a file that a manager keeps; none when there is none. What the library would not read counts as none: a
+// link, a FIFO, a directory.
+[[nodiscard]] std::optional<Map> readPropertyListIfAny(const std::string& path, const std::string& remedy);
+
+// Misuse when `text`, which a message calls `what`, holds a control character, as something pasted may.
+void refuseControlCharacters(const std::string& text, const char* what, const char* remedy);
 
 // The object at the top of a JSON text.
 [[nodiscard]] Map readJsonObject(const std::string& path, const std::string& remedy);

@@ -4,9 +4,11 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cstdio>
 #include <map>
+#include <utility>
 
 namespace qlczephra::tools {
 namespace {
@@ -48,9 +50,18 @@ std::optional<int> announcedWait(std::string_view message) {
   return std::nullopt;
 }
 
-bool tellsOfChangeTrouble(std::string_view message) {
-  return message.find(", change refused: ") != std::string_view::npos ||
-         message.starts_with("The files of pending changes cannot be used");
+// Whole beginnings, because other lines quote paths, in which anything may stand.
+bool tellsOfChangeTrouble(const LogLine& line) {
+  constexpr std::array<std::string_view, 5> beginnings = {
+      "A change was refused, ",
+      "Patch file path not usable, change refused: ",
+      "Too many changes are pending, change refused: ",
+      "Another process has the files of pending changes, change refused: ",
+      "The files of pending changes cannot be used, ",
+  };
+  return line.level == LogLevel::error &&
+         std::any_of(beginnings.begin(), beginnings.end(),
+                     [&](std::string_view beginning) { return line.message.starts_with(beginning); });
 }
 
 }  // namespace
@@ -124,7 +135,8 @@ void LogFollower::understand(const LogLine& line) {
     countdown_.begin(std::chrono::seconds(*wait), Countdown::Clock::now());
   } else if (line.message.starts_with("Sending ")) {
     countdown_.end();
-  } else if (tellsOfChangeTrouble(line.message)) {
+    uploads_ = uploads_ || line.message == "Sending patch settings request to zephra";
+  } else if (tellsOfChangeTrouble(line)) {
     changeTrouble_ = line.message;
   }
 }
@@ -134,9 +146,14 @@ bool LogFollower::refusedForGood() const {
   return status_ == 401 || status_ == 403 || status_ == 404 || status_ == 422;
 }
 
-std::string LogFollower::changeTrouble() const {
+std::string LogFollower::takeChangeTrouble() {
   const platform::MutexLock lock(mutex_);
-  return changeTrouble_;
+  return std::exchange(changeTrouble_, {});
+}
+
+bool LogFollower::uploads() const {
+  const platform::MutexLock lock(mutex_);
+  return uploads_;
 }
 
 std::string LogFollower::describeTrouble() const {

@@ -43,8 +43,11 @@ class LogFollower {
   [[nodiscard]] std::string trouble() const;
   // Whether the last reply was a refusal that waiting does not change: of the token, the product or the changes.
   [[nodiscard]] bool refusedForGood() const;
-  // The last line that told of a change that was refused or could not be written; empty when there was none.
-  [[nodiscard]] std::string changeTrouble() const;
+  // The last line that told of a change that was refused or could not be written; empty when there was none since the
+  // call before.
+  [[nodiscard]] std::string takeChangeTrouble();
+  // Whether an upload of changes has begun in this process, which has the files of pending changes from then on.
+  [[nodiscard]] bool uploads() const;
 
  private:
   void print(const LogLine& line) QLCZ_REQUIRES(mutex_);
@@ -58,6 +61,7 @@ class LogFollower {
   std::optional<int> status_ QLCZ_GUARDED_BY(mutex_);
   std::string transportFailure_ QLCZ_GUARDED_BY(mutex_);
   std::string changeTrouble_ QLCZ_GUARDED_BY(mutex_);
+  bool uploads_ QLCZ_GUARDED_BY(mutex_) = false;
 };
 
 }  // namespace qlczephra::tools

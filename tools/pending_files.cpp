@@ -1,9 +1,10 @@
 #include "tools/pending_files.h"
 
-#include <unistd.h>
+#include <sys/stat.h>
 
 #include <string_view>
 
+#include "document/merge.h"
 #include "tools/failure.h"
 #include "tools/input.h"
 
@@ -24,6 +25,11 @@ std::string sendingFileOf(const std::string& patchFile) {
   return name;
 }
 
+bool isFile(const std::string& path) {
+  struct stat status {};
+  return ::lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+}
+
 }  // namespace
 
 PendingFiles::PendingFiles(const std::string& patchFile) : waiting_(patchFile), sending_(sendingFileOf(patchFile)) {
@@ -35,13 +41,26 @@ PendingFiles::PendingFiles(const std::string& patchFile) : waiting_(patchFile), 
 // What moves from one file to the other while they are read is then seen twice rather than not at all.
 PendingFiles::Changes PendingFiles::read() const {
   Changes changes;
-  changes.waiting = readPropertyListIfAny(waiting_, remedy);
-  changes.sending = readPropertyListIfAny(sending_, remedy);
+  changes.waiting = readPropertyListIfAny(waiting_, remedy).value_or(Map());
+  changes.sending = readPropertyListIfAny(sending_, remedy).value_or(Map());
   return changes;
 }
 
+// A file that cannot be read shows nothing, and the other may have the change.
+bool PendingFiles::hold(const Map& change) const {
+  const auto holds = [&](const std::string& file) {
+    try {
+      const auto changes = readPropertyListIfAny(file, remedy);
+      return changes && document::deepMerging(*changes, change) == *changes;
+    } catch (const Failure&) {
+      return false;
+    }
+  };
+  return holds(waiting_) || holds(sending_);
+}
+
 bool PendingFiles::areGone() const {
-  return ::access(waiting_.c_str(), F_OK) != 0 && ::access(sending_.c_str(), F_OK) != 0;
+  return !isFile(waiting_) && !isFile(sending_);
 }
 
 }  // namespace qlczephra::tools

@@ -21,6 +21,8 @@ class PendingFiles {
   };
   // Failure when a file is there and cannot be read.
   [[nodiscard]] Changes read() const;
+  // Whether one of the files has this change, a patch map.
+  [[nodiscard]] bool hold(const Map& change) const;
   // Whether neither file is there: all changes have been confirmed.
   [[nodiscard]] bool areGone() const;
 

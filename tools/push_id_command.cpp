@@ -1,9 +1,12 @@
 // push-id: registers the device's push-notification id with the service.
 #include <CLI/CLI.hpp>
 
+#include "platform/json/json.h"
 #include "tools/commands.h"
 #include "tools/connection_options.h"
+#include "tools/failure.h"
 #include "tools/fetching.h"
+#include "tools/input.h"
 #include "tools/log_follower.h"
 #include "tools/output.h"
 
@@ -23,9 +26,20 @@ struct PushIdCommand {
   OutputOptions output;
 
   void run() const;
+
+ private:
+  void checkId() const;
 };
 
+// A request that cannot hold the id would go out without it.
+void PushIdCommand::checkId() const {
+  const char* remedy = "give the id alone, as the platform's push service gave it";
+  refuseControlCharacters(id, "the push id", remedy);
+  if (!json::write(id)) throw Misuse(std::string("the push id is not UTF-8; ") + remedy);
+}
+
 void PushIdCommand::run() const {
+  checkId();
   const auto follower = LogFollower::install(log);
   const Host host = connection.connect();
   awaitCall("register the push id with " + connection.service(), patience, *follower,

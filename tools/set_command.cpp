@@ -1,12 +1,13 @@
 // set: changes one setting, at a service or in a file of pending changes for later.
 #include <CLI/CLI.hpp>
 #include <chrono>
-#include <thread>
+#include <optional>
 
 #include "document/patch_map.h"
 #include "platform/plist/plist.h"
 #include "tools/commands.h"
 #include "tools/connection_options.h"
+#include "tools/ending_signals.h"
 #include "tools/failure.h"
 #include "tools/fetching.h"
 #include "tools/host_objects.h"
@@ -48,9 +49,9 @@ struct SetCommand {
   void checkChange() const;
   void recordInFile() const;
   void upload() const;
-  void write(QLCZephraManager& manager, const std::string& to, const LogFollower& follower) const;
+  void write(QLCZephraManager& manager, const PendingFiles& files, LogFollower& follower) const;
   void refuseReadonly(const QLCZephraManager& manager) const;
-  void awaitUpload(const PendingFiles& files, LogFollower& follower, bool kept) const;
+  void awaitUpload(const PendingFiles& files, EndingSignals& signals, LogFollower& follower, bool kept) const;
   void tell(const std::string& outcome) const { printLine(path + " = " + shown(value.get()) + ": " + outcome); }
 };
 
@@ -58,7 +59,7 @@ struct SetCommand {
 void SetCommand::checkChange() const {
   const Value newValue = value.get();
   if (const char* reason = document::whyTooLarge(path, newValue)) {
-    throw Misuse("the change of " + path.substr(0, 200) + " is " + reason + "; give a smaller one");
+    throw Misuse("the change of " + path.substr(0, 200) + ": " + reason + "; give a smaller one");
   }
   if (!plist::write(document::makePatch(path, newValue))) {
     throw Misuse("a file of changes cannot hold the value or the path: null, a control character, or no UTF-8; " +
@@ -66,12 +67,17 @@ void SetCommand::checkChange() const {
   }
 }
 
-// `to` names the file in which the change must be when the call has returned.
-void SetCommand::write(QLCZephraManager& manager, const std::string& to, const LogFollower& follower) const {
+// The change must be in the files when the call has returned. An outage of theirs is told of only once: after one that
+// was told of before, its end as well as its persistence is silent, and the files themselves must show which it is.
+void SetCommand::write(QLCZephraManager& manager, const PendingFiles& files, LogFollower& follower) const {
+  const std::string troubleBefore = follower.takeChangeTrouble();
   manager.setSettingValue(path, value.get());
-  const std::string trouble = follower.changeTrouble();
+  std::string trouble = follower.takeChangeTrouble();
+  if (trouble.empty() && !troubleBefore.empty() && !files.hold(document::makePatch(path, value.get()))) {
+    trouble = troubleBefore;
+  }
   if (trouble.empty()) return;
-  throw Failure("cannot record the change in " + to + ": " + trouble +
+  throw Failure("cannot record the change in " + files.waitingFile() + ": " + trouble +
                 "; give a file in a writable place that no running program keeps");
 }
 
@@ -83,7 +89,7 @@ void SetCommand::recordInFile() const {
   QLCZephraManager manager(std::make_shared<QLCAppInfo>("none", "none"), std::make_shared<FixedURL>("http://localhost"),
                            delegate);
   manager.setPatchFilePath(files.waitingFile());
-  write(manager, files.waitingFile(), *follower);
+  write(manager, files, *follower);
   tell("recorded in " + files.sendingFile());
 }
 
@@ -93,44 +99,57 @@ void SetCommand::refuseReadonly(const QLCZephraManager& manager) const {
                 "qlczephra readonly PATH");
 }
 
-void SetCommand::awaitUpload(const PendingFiles& files, LogFollower& follower, bool kept) const {
+void SetCommand::awaitUpload(const PendingFiles& files, EndingSignals& signals, LogFollower& follower,
+                             bool kept) const {
   const auto deadline = patience.deadline();
   auto nextTick = Clock::now();
+  bool interrupted = false;
   while (!files.areGone()) {
+    const bool refused = follower.refusedForGood();
     const bool timeIsUp = Clock::now() >= deadline;
-    if (timeIsUp || follower.refusedForGood()) {
+    if (refused || timeIsUp || interrupted) {
       follower.endCountdown();
+      std::string why = interrupted ? "interrupted" : "";
+      if (timeIsUp && !interrupted) why = "not done after " + std::to_string(patience.seconds) + " s";
       const std::string trouble = follower.trouble();
-      throw Failure("cannot change " + path + " at " + connection.service() + ": " +
-                    (timeIsUp ? "not done after " + std::to_string(patience.seconds) + " s" : "") +
-                    (timeIsUp && !trouble.empty() ? ", " : "") + trouble + "; " +
+      if (!why.empty() && !trouble.empty()) why += ", ";
+      // A request may be on its way, or have been taken although its reply did not say so.
+      const std::string givenUp = refused ? "the change is given up" : "the change is given up but may still be taken";
+      throw Failure("cannot change " + path + " at " + connection.service() + ": " + why + trouble + "; " +
                     (kept ? "the change waits, see: qlczephra pending --file " + files.waitingFile()
-                          : "the change is given up, keep such ones with --patch-file or --uid"));
+                          : givenUp + ", keep such ones with --patch-file or --uid"));
     }
     if (Clock::now() >= nextTick) {
       follower.tick();
       nextTick = Clock::now() + std::chrono::seconds(1);
     }
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    interrupted = signals.cameWithin(std::chrono::milliseconds(10));
   }
   follower.endCountdown();
 }
 
 void SetCommand::upload() const {
   const auto follower = LogFollower::install(log);
-  const TemporaryDirectory directory;
+  std::optional<TemporaryDirectory> directory;  // outlives the manager, which writes there
   const Host host = connection.connect();
   QLCZephraManager& manager = *host.manager;
-  const bool kept = manager.patchFilePath().has_value();
-  if (!kept) manager.setPatchFilePath(directory.path() + "/patch.plist");
-  const PendingFiles files(*manager.patchFilePath());
+  std::optional<PendingFiles> files;
+  if (const auto patchFile = manager.patchFilePath()) files.emplace(*patchFile);
+  const bool kept = files.has_value();
 
   // A change that is to be kept must not depend on the service being there.
   if (manager.localFilePath()) manager.updateLocalSettings();
   if (!kept) fetchSettings(manager, connection.what(), patience, *follower);
   refuseReadonly(manager);
-  write(manager, files.waitingFile(), *follower);
-  awaitUpload(files, *follower, kept);
+
+  EndingSignals signals;  // from here on there may be something to take away
+  if (!kept) {
+    directory.emplace();
+    manager.setPatchFilePath(directory->path() + "/patch.plist");
+    files.emplace(*manager.patchFilePath());
+  }
+  write(manager, *files, *follower);
+  awaitUpload(*files, signals, *follower, kept);
   tell("the service has it");
 }
 
@@ -154,7 +173,7 @@ void addSetCommand(CLI::App& program) {
                                       "Record the change beside this file of pending changes, without a service");
   file->option_text("FILE");
   file->excludes(command->connection.addTo(*app));
-  command->patience.addTo(*app);
+  command->patience.addTo(*app, "never; a change that is neither taken nor refused is sent again and again");
   command->log.addTo(*app);
   app->callback([command] { command->run(); });
 }

@@ -5,6 +5,8 @@
 #include <chrono>
 #include <cstdio>
 #include <memory>
+#include <optional>
+#include <utility>
 
 #include "tools/commands.h"
 #include "tools/connection_options.h"
@@ -32,19 +34,30 @@ constexpr const char* examples = R"(Examples:
       {"event": "changed", "path": "common.time.enabled", "from": true, "to": false}
                                                 "from" or "to" is missing for a setting that came or went
       {"event": "uploaded"}                     nothing is pending any more
+      {"event": "settled"}                      the same, by the doing of another process
 )";
 
 class Watch {
  public:
-  Watch(QLCZephraManager& manager, const OutputOptions& output) : manager_(manager), output_(output) {
+  Watch(QLCZephraManager& manager, const LogFollower& log, const OutputOptions& output)
+      : manager_(manager), log_(log), output_(output) {
     if (const auto patchFile = manager.patchFilePath()) files_.emplace(*patchFile);
   }
 
   // Loads what is stored and begins to upload what waits.
   void start(const std::string& what) {
-    if (manager_.localFilePath() || files_) manager_.updateLocalSettings();
-    somethingPended_ = files_ && !files_->areGone();
     what_ = what;
+    somethingPended_ = files_ && !files_->areGone();  // before the upload, which may be done at once
+    if (manager_.localFilePath() || files_) manager_.updateLocalSettings();
+    nextTakeOver_ = Clock::now() + betweenTakeOvers;
+  }
+
+  // Uploads what another process had when this one started, and has left since. Not while a fetch runs, whose settings
+  // would be replaced before they are told; and not after an upload began here, since the manager goes on by itself.
+  void takeOver() {
+    if (!files_ || Clock::now() < nextTakeOver_ || running_ != nullptr) return;
+    if (!files_->areGone() && !log_.uploads()) manager_.updateLocalSettings();
+    nextTakeOver_ = Clock::now() + betweenTakeOvers;
   }
 
   // Begins a fetch unless one is running.
@@ -108,8 +121,11 @@ class Watch {
   void tellUploads() {
     if (!files_) return;
     const bool pends = !files_->areGone();
-    if (std::exchange(somethingPended_, pends) && !pends) {
+    if (!std::exchange(somethingPended_, pends) || pends) return;
+    if (log_.uploads()) {
       tell({{"event", "uploaded"}}, "All changes are uploaded.");
+    } else {
+      tell({{"event", "settled"}}, "Nothing is pending any more.");
     }
   }
 
@@ -118,11 +134,15 @@ class Watch {
     printLine(line);
   }
 
+  static constexpr std::chrono::seconds betweenTakeOvers{5};
+
   QLCZephraManager& manager_;
+  const LogFollower& log_;
   const OutputOptions& output_;
   std::string what_;
   std::optional<PendingFiles> files_;
   bool somethingPended_ = false;
+  Clock::time_point nextTakeOver_;
   std::shared_ptr<Fetch> running_;
   std::optional<Leaves> told_;  // the settings that the user knows of
 };
@@ -138,16 +158,17 @@ struct WatchCommand {
 };
 
 void WatchCommand::run() const {
-  EndingSignals signals;
   const auto follower = LogFollower::install(log);
-  const Host host = connection.connect();
-  Watch watch(*host.manager, output);
+  const Host host = connection.connect();  // may wait for a token, and end with a signal meanwhile
+  EndingSignals signals;
+  Watch watch(*host.manager, *follower, output);
   watch.start(connection.what());
 
   const auto end = duration ? Clock::now() + std::chrono::seconds(*duration) : Clock::time_point::max();
   auto nextFetch = Clock::now();
   auto nextTick = nextFetch;
   do {
+    watch.takeOver();
     if (Clock::now() >= nextFetch) {
       watch.fetch();
       nextFetch = Clock::now() + std::chrono::seconds(std::max<std::uint32_t>(every, 1));

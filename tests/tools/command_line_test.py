@@ -320,8 +320,10 @@ class CommandLineTest(unittest.TestCase):
                 with StandInService(SERVICE_PROGRAM, "--faults", str(faults)) as service:
                     change = ["set", "common.time.enabled", "false", "--bool", "--timeout", "2",
                               *self.connection(service.url)]
-                    self.assert_complaint(qlczephra(*change), 1, "common.time.enabled", seconds, f"answered {status}",
+                    given_up = qlczephra(*change)
+                    self.assert_complaint(given_up, 1, "common.time.enabled", seconds, f"answered {status}",
                                           "given up", "--patch-file")
+                    self.assertEqual("may still be taken" in given_up.err, status == 503)
                     self.assert_complaint(qlczephra(*change, "--patch-file", patch), 1, f"answered {status}", "waits",
                                           f"qlczephra pending --file {patch}")
                 self.assertEqual(qlczephra("pending", "--file", patch).out,
@@ -330,6 +332,52 @@ class CommandLineTest(unittest.TestCase):
                                  {"waiting": {}, "sending": {"common": {"time": {"enabled": False}}}})
         readonly = qlczephra("set", "macos.updates.channel", "beta", "--string", *self.from_service)
         self.assert_complaint(readonly, 1, "macos.updates.channel is read-only", "qlczephra readonly")
+
+    def test_a_set_that_is_interrupted_leaves_nothing_behind(self):
+        faults = self.folder / "hanging.json"
+        write_faults(faults, [{"match": {"method": "PATCH"}, "status": 503, "count": "always"}])
+        temporary = self.folder / "temporary"
+        temporary.mkdir()
+        with StandInService(SERVICE_PROGRAM, "--faults", str(faults)) as service:
+            change = [PROGRAM, "set", "common.time.enabled", "false", "--bool", *self.connection(service.url), "--log", "info"]
+            for number in (signal.SIGINT, signal.SIGTERM):
+                with self.subTest(signal=number), \
+                        subprocess.Popen(list(map(str, change)), stderr=subprocess.PIPE, text=True,
+                                         env={**os.environ, "TMPDIR": str(temporary)}) as process:
+                    while "Will retry patching" not in process.stderr.readline():
+                        self.assertIsNone(process.poll())
+                    self.assertEqual(len(list(temporary.iterdir())), 1)
+                    process.send_signal(number)
+                    said = process.stderr.read()
+                    self.assertEqual(process.wait(timeout=10), 1)
+                    self.assertRegex(said, r"qlczephra: [^\n]*interrupted[^\n]*; [^\n]*may still be taken[^\n]*\n\Z")
+                    self.assertEqual(list(temporary.iterdir()), [])
+
+    def test_a_change_is_recorded_or_not_whatever_its_path_and_an_earlier_outage_say(self):
+        odd = self.folder / "odd.plist"
+        for path in ("a, change refused: b", "The files of pending changes cannot be used, c"):
+            result = qlczephra("set", path, "1", "--int", "--file", odd)
+            self.assertEqual((result.status, result.err), (0, ""))
+        # A file too large to be read is an outage, which the library tells of when it loads what is stored.
+        change = ["set", "common.a", "1", "--int", *self.from_service, "--timeout", "1", "--local-file", self.folder / "o.plist"]
+        for name, words in (("outage-sending.plist", ["the change waits"]), ("outage.plist", ["cannot record", "kept in memory"])):
+            with self.subTest(unreadable=name):
+                with open(self.folder / name, "wb") as unreadable:
+                    unreadable.truncate(2**30 + 1)
+                self.assert_complaint(qlczephra(*change, "--patch-file", self.folder / "outage.plist"), 1, *words)
+                (self.folder / name).unlink()
+
+    def test_pending_looks_at_files_only(self):
+        real = self.folder / "real.plist"
+        real.write_bytes(plistlib.dumps({"common": {"a": 1}}))
+        fifo, link, folder = (self.folder / f"{kind}.plist" for kind in ("fifo", "link", "folder"))
+        os.mkfifo(fifo)
+        link.symlink_to(real)
+        folder.mkdir()
+        for file in (fifo, link, folder, real / "below.plist"):
+            with self.subTest(file=file.name):
+                result = qlczephra("pending", "--file", file)
+                self.assertEqual((result.status, result.err, result.out), (0, "", "No change is pending.\n"))
 
     def test_push_id(self):
         with StandInService(SERVICE_PROGRAM) as service:
@@ -340,6 +388,11 @@ class CommandLineTest(unittest.TestCase):
             self.assertEqual(control(service.url, "product?product=corlane")["pns_ids"], ["5f2a", ""])
             self.assert_complaint(qlczephra("push-id", "1", "--service", service.url, "--product", "other", "--token", "t"),
                                   1, "push id", "--product")
+            for pasted, word in ((b"5f2a\n", "control character"), (b"\x7f", "control character"), (b"5f\xff", "UTF-8")):
+                with self.subTest(id=pasted):
+                    self.assert_complaint(qlczephra("push-id", os.fsdecode(pasted), *self.connection(service.url)), 2,
+                                          "push id", word)
+            self.assertEqual(control(service.url, "product?product=corlane")["pns_ids"], ["5f2a", ""])
 
     def test_watch_uploads_and_tells_what_changes(self):
         patch = self.folder / "watched.plist"
@@ -369,6 +422,44 @@ class CommandLineTest(unittest.TestCase):
         self.assert_complaint(qlczephra("watch", "--service", self.url, "--product", "corlane", "--token", "wrong"),
                               1, "error 2", "give a token that is valid")
 
+    def test_watch_can_be_interrupted_while_it_waits_for_a_token(self):
+        watch = [PROGRAM, "watch", "--service", self.url, "--product", "corlane", "--token-stdin"]
+        with subprocess.Popen(watch, stdin=subprocess.PIPE, stdout=subprocess.PIPE) as process:
+            # More than a pipe holds: once it is written, the program has begun to read and waits for the rest.
+            process.stdin.write(b"t" * 2**20)
+            process.stdin.flush()
+            process.terminate()
+            self.assertEqual(process.wait(timeout=10), -signal.SIGTERM)
+
+    def test_watch_takes_over_what_another_process_leaves(self):
+        patch, sending = self.folder / "left.plist", self.folder / "left-sending.plist"
+        faults = self.folder / "left-faults.json"
+        write_faults(faults, [{"match": {"method": "PATCH"}, "status": 503, "count": "always"}])
+        qlczephra("set", "common.time.enabled", "false", "--bool", "--file", patch)
+
+        def watching(url):
+            command = ["watch", "--json", "--every", "1", *self.connection(url, "--patch-file", patch)]
+            return subprocess.Popen([PROGRAM, *map(str, command)], stdout=subprocess.PIPE, text=True)
+
+        def event(process):
+            return json.loads(process.stdout.readline())["event"]
+
+        with StandInService(SERVICE_PROGRAM, "--faults", str(faults)) as failing, StandInService(SERVICE_PROGRAM) as service, \
+                watching(failing.url) as first:
+            self.assertEqual(event(first), "started")
+            with watching(service.url) as second:
+                self.assertEqual(event(second), "started")
+                sending.unlink()
+                self.assertEqual(event(second), "settled")
+                patch.write_bytes(plistlib.dumps({"common": {"a": {"b": 1}}}))
+                first.terminate()
+                self.assertEqual(first.wait(timeout=10), 0)
+                self.assertEqual(event(second), "uploaded")
+                self.assertEqual(self.values_at(service.url)["common"]["a"], {"b": 1})
+                self.assertTrue(self.values_at(service.url)["common"]["time"]["enabled"])
+                second.terminate()
+                self.assertEqual(second.wait(timeout=10), 0)
+
     def test_misuse(self):
         service = ["--service", self.url]
         cases = [
@@ -396,6 +487,8 @@ class CommandLineTest(unittest.TestCase):
             (["set", "common.a", "18446744073709551616", "--int", "--file", "p.plist"], "no whole number"),
             (["set", "common.a", "{", "--json", "--file", "p.plist"], "no JSON"),
             (["set", "common.a", "null", "--json", "--file", "p.plist"], "common.a"),
+            (["set", "a" * 65536, "1", "--int", "--file", "p.plist"], "aaa: a name is too long; "),
+            (["set", "common" + ".a" * 510, "1", "--int", "--file", "p.plist"], ".a: nested too deep; "),
             (["set", "common.a", "\x01", "--string", *self.from_service], "common.a"),
             (["set", "common.a", "1", "--int", "--file", "p"], "p has no"),
             (["set", "common.a", "1", "--int"], "--file"),
