@@ -350,7 +350,7 @@ class CommandLineTest(unittest.TestCase):
                     process.send_signal(number)
                     said = process.stderr.read()
                     self.assertEqual(process.wait(timeout=10), 1)
-                    self.assertRegex(said, r"qlczephra: [^\n]*interrupted[^\n]*; [^\n]*may still be taken[^\n]*\n\Z")
+                    self.assertRegex(said, r"(?m)^qlczephra: .*interrupted.*; .*may still be taken")
                     self.assertEqual(list(temporary.iterdir()), [])
 
     def test_a_change_is_recorded_or_not_whatever_its_path_and_an_earlier_outage_say(self):
@@ -439,26 +439,31 @@ class CommandLineTest(unittest.TestCase):
 
         def watching(url):
             command = ["watch", "--json", "--every", "1", *self.connection(url, "--patch-file", patch)]
-            return subprocess.Popen([PROGRAM, *map(str, command)], stdout=subprocess.PIPE, text=True)
+            process = subprocess.Popen([PROGRAM, *map(str, command)], stdout=subprocess.PIPE, text=True)
+            self.addCleanup(process.stdout.close)
+            self.addCleanup(process.wait)
+            self.addCleanup(process.kill)  # cleanups run from the last to the first
+            return process
 
         def event(process):
-            return json.loads(process.stdout.readline())["event"]
+            """The next that is not of a value: the pending changes, which are laid over the settings, come and go."""
+            while (name := json.loads(process.stdout.readline())["event"]) == "changed":
+                pass
+            return name
 
-        with StandInService(SERVICE_PROGRAM, "--faults", str(faults)) as failing, StandInService(SERVICE_PROGRAM) as service, \
-                watching(failing.url) as first:
+        with StandInService(SERVICE_PROGRAM, "--faults", str(faults)) as failing, StandInService(SERVICE_PROGRAM) as service:
+            first = watching(failing.url)
             self.assertEqual(event(first), "started")
-            with watching(service.url) as second:
-                self.assertEqual(event(second), "started")
-                sending.unlink()
-                self.assertEqual(event(second), "settled")
-                patch.write_bytes(plistlib.dumps({"common": {"a": {"b": 1}}}))
-                first.terminate()
-                self.assertEqual(first.wait(timeout=10), 0)
-                self.assertEqual(event(second), "uploaded")
-                self.assertEqual(self.values_at(service.url)["common"]["a"], {"b": 1})
-                self.assertTrue(self.values_at(service.url)["common"]["time"]["enabled"])
-                second.terminate()
-                self.assertEqual(second.wait(timeout=10), 0)
+            second = watching(service.url)
+            self.assertEqual(event(second), "started")
+            sending.unlink()
+            self.assertEqual(event(second), "settled")
+            patch.write_bytes(plistlib.dumps({"common": {"a": {"b": 1}}}))
+            first.terminate()
+            self.assertEqual(first.wait(timeout=10), 0)
+            self.assertEqual(event(second), "uploaded")
+            self.assertEqual(self.values_at(service.url)["common"]["a"], {"b": 1})
+            self.assertTrue(self.values_at(service.url)["common"]["time"]["enabled"])
 
     def test_misuse(self):
         service = ["--service", self.url]
