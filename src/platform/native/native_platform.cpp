@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <utility>
 
+#include "platform/json/json.h"
 #include "platform/native/native_log.h"
 
 namespace qlczephra::platform {
@@ -41,7 +42,12 @@ namespace {
 // Ends the threads when the process ends in good order, before the objects that were made earlier go.
 struct Process {
   NativePlatform& platform = *new NativePlatform;
-  Process() { guardLogSinkWith(platform); }
+  Process() {
+    guardLogSinkWith(platform);
+    // The JSON parser keeps static objects from its first use on. That is here, and not on a worker later, so that they
+    // go after the workers.
+    static_cast<void>(json::read("0"));
+  }
   ~Process() { platform.stop(); }
 };
 
