@@ -16,6 +16,7 @@
 
 #include "tests/real/manager_fixture.h"
 #include "tests/support/raw_server.h"
+#include "tests/support/sanitizers.h"
 
 namespace qlczephra::test {
 namespace {
@@ -158,18 +159,8 @@ TEST_F(ShutdownTest, AManagerMayGoInsideAnyOfItsCallbacks) {
 }
 
 TEST_F(ShutdownTest, ManyManagersInARowLeaveNothing) {
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-  constexpr int rounds = 1000;
-  constexpr bool countsBytes = false;  // freed memory is kept for a while there
-#else
-  constexpr int rounds = 10000;
-  constexpr bool countsBytes = true;
-#endif
-#else
-  constexpr int rounds = 10000;
-  constexpr bool countsBytes = true;
-#endif
+  constexpr int rounds = underSanitizer ? 1000 : 10000;
+  constexpr bool countsBytes = !underSanitizer;  // freed memory is kept for a while there
   const auto round = [&](int number) {
     auto manager = makeManager(number % 50);
     manager->updateLocalSettings();
@@ -243,7 +234,7 @@ class ShutdownDeathTest : public ShutdownTest {
  protected:
   // Ends the process while `stuck` is inside the host's code on another thread.
   [[noreturn]] void endWhile(const std::function<void(Gate&)>& stuck) {
-    Gate& gate = *new Gate;
+    static Gate& gate = *new Gate;  // somebody is inside it to the end
     stuck(gate);
     if (!gate.entered.wait()) ::_exit(3);
     server_.stop();
@@ -255,7 +246,8 @@ TEST_F(ShutdownDeathTest, TheProcessEndsWhileHostCodeIsStuck) {
   testing::FLAGS_gtest_death_test_style = "threadsafe";
   const auto begun = std::chrono::steady_clock::now();
   EXPECT_EXIT(endWhile([&](Gate& gate) {
-                static auto manager = makeManager(1, *new auto(std::make_shared<BlockedDelegate>(gate)), server_.url());
+                static const auto delegate = std::make_shared<BlockedDelegate>(gate);
+                static auto manager = makeManager(1, delegate, server_.url());
                 manager->fetchRemoteSettings([](const ErrorRef&) {});
               }),
               testing::ExitedWithCode(0), "");
