@@ -23,7 +23,8 @@ class Secret {
 
  private:
   struct Text {
-    explicit Text(const std::string& secret) : text(secret) {}
+    // Copied, since a short text that is moved leaves its bytes behind.
+    explicit Text(const std::string& secret) : text(secret) {}  // NOLINT(modernize-pass-by-value)
     ~Text() { wipe(text); }
     Text(const Text&) = delete;
     Text& operator=(const Text&) = delete;
