@@ -115,9 +115,13 @@ void SetCommand::awaitUpload(const PendingFiles& files, EndingSignals& signals, 
       if (!why.empty() && !trouble.empty()) why += ", ";
       // A request may be on its way, or have been taken although its reply did not say so.
       const std::string givenUp = refused ? "the change is given up" : "the change is given up but may still be taken";
-      throw Failure("cannot change " + path + " at " + connection.service() + ": " + why + trouble + "; " +
-                    (kept ? "the change waits, see: qlczephra pending --file " + files.waitingFile()
-                          : givenUp + ", keep such ones with --patch-file or --uid"));
+      std::string said = "cannot change " + path + " at " + connection.service() + ": " + why + trouble + "; ";
+      if (kept) {
+        said.append("the change waits, see: qlczephra pending --file ").append(files.waitingFile());
+      } else {
+        said.append(givenUp).append(", keep such ones with --patch-file or --uid");
+      }
+      throw Failure(said);
     }
     if (Clock::now() >= nextTick) {
       follower.tick();

@@ -5,8 +5,8 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <string>
+#include <system_error>
 
 #include "tools/failure.h"
 
@@ -31,20 +31,21 @@ bool discardsStandardOutput() {
   return done;
 }
 
-Failure failure(const char* reason) {
-  return Failure(std::string("standard output cannot be set aside: ") + reason + "; write to a file or a pipe");
+Failure failure(int error) {
+  return Failure("standard output cannot be set aside: " + std::generic_category().message(error) +
+                 "; write to a file or a pipe");
 }
 
 }  // namespace
 
-StandardOutputAside::StandardOutputAside() : output_(-1) {
+StandardOutputAside::StandardOutputAside() {
   (void)std::fflush(stdout);
   output_ = ::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
-  if (output_ < 0) throw failure(std::strerror(errno));
+  if (output_ < 0) throw failure(errno);
   if (becomesStandardOutput(STDERR_FILENO) || discardsStandardOutput()) return;
-  const Failure reason = failure(std::strerror(errno));
+  const int error = errno;
   ::close(output_);
-  throw reason;
+  throw failure(error);
 }
 
 StandardOutputAside::~StandardOutputAside() {

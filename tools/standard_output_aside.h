@@ -12,7 +12,7 @@ class StandardOutputAside {
   StandardOutputAside& operator=(const StandardOutputAside&) = delete;
 
  private:
-  int output_;  // what standard output was
+  int output_ = -1;  // what standard output was
 };
 
 }  // namespace qlczephra::tools
