@@ -115,7 +115,9 @@ void SetCommand::awaitUpload(const PendingFiles& files, EndingSignals& signals, 
       if (!why.empty() && !trouble.empty()) why += ", ";
       // A request may be on its way, or have been taken although its reply did not say so.
       const std::string givenUp = refused ? "the change is given up" : "the change is given up but may still be taken";
-      std::string said = "cannot change " + path + " at " + connection.service() + ": " + why + trouble + "; ";
+      std::string said = "cannot change ";
+      said.append(path).append(" at ").append(connection.service()).append(": ").append(why).append(trouble);
+      said.append("; ");
       if (kept) {
         said.append("the change waits, see: qlczephra pending --file ").append(files.waitingFile());
       } else {
