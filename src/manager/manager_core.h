@@ -176,7 +176,7 @@ class ManagerCore : public ChangesSender, public std::enable_shared_from_this<Ma
   const ManagerLog log_;
   std::atomic<bool> closed_{false};
   std::atomic<std::size_t> localFileSize_{0};  // as it was last written
-  std::atomic<bool> localFileSeen_{false};     // and whether others may change it looked at
+  std::atomic<bool> localFileSeen_{false};     // swept, and looked whether others may change it
 
   const std::shared_ptr<QLCAppInfo> appInfo_;
   const std::shared_ptr<QLCServicesURLsProviderProtocol> urlsProvider_;

@@ -16,12 +16,13 @@ void ManagerCore::updateLocalSettings() {
   const auto path = localFilePath();
   if (!path) log_.process("QLCZephraManager error: Local file path not set");
   const auto changes = pendingChanges();
+  const bool firstLook = path && !localFileSeen_.exchange(true);
   std::vector<std::string> errors;
   {
     const platform::MutexLock lock(changes->patchLock());
     std::optional<Map> settings;
     if (path) {
-      if (changes->own(errors)) platform::removeStaleReplacements(platform_.files(), *path);
+      if (firstLook && changes->own(errors)) platform::removeStaleReplacements(platform_.files(), *path);
       const MapFileContent content = readMapFile(platform_.files(), *path);
       if (content.state == MapFileContent::State::good) settings = content.map;
     }
@@ -38,7 +39,7 @@ void ManagerCore::updateLocalSettings() {
     currentSettings_.publish(std::move(settings));
   }
   for (const std::string& error : errors) log_.error(error);
-  if (path && !localFileSeen_.exchange(true)) {
+  if (firstLook) {
     const std::string concern = platform_.files().concern(*path);
     if (!concern.empty()) log_.error("The local settings file is not this process's alone, " + concern);
   }

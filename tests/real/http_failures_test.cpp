@@ -1,31 +1,18 @@
 // Transfers that fail, stall or crawl, and the end of the session in the middle of them.
-#include <dirent.h>
 #include <gmock/gmock.h>
 
 #include <atomic>
 #include <thread>
 
 #include "tests/real/http_session_fixture.h"
+#include "tests/support/process_use.h"
 
 namespace qlczephra::platform {
 namespace {
 
+using test::openDescriptors;
+using test::threadsOfProcess;
 using ::testing::HasSubstr;
-
-std::size_t entriesOf(const char* folder) {
-  std::size_t count = 0;
-  DIR* const directory = ::opendir(folder);
-  while (::readdir(directory) != nullptr) ++count;
-  ::closedir(directory);
-  return count;
-}
-
-std::size_t openDescriptors() {
-  return entriesOf("/proc/self/fd");
-}
-std::size_t threads() {
-  return entriesOf("/proc/self/task");
-}
 
 // Threads that were told to end may need a moment.
 bool eventually(const std::function<bool()>& condition) {
@@ -200,8 +187,8 @@ class NeverAnswers : public QLCPMCertificatesHandler {
 };
 
 TEST_F(HttpFailures, StopWaitsForNothingAndLeavesNothing) {
-  const std::size_t descriptors = openDescriptors();
-  const std::size_t threadsBefore = threads();
+  const auto descriptors = openDescriptors();
+  const auto threadsBefore = threadsOfProcess();
   const auto gate = std::make_shared<Gate>();
   options.lookUp = stuckLookUp(gate);
   std::atomic<int> completions = 0;
@@ -237,10 +224,12 @@ TEST_F(HttpFailures, StopWaitsForNothingAndLeavesNothing) {
   }
   workers_->stop();
   // All but the lookup, which nobody can interrupt.
-  EXPECT_TRUE(eventually([&] { return threads() == threadsBefore + 1; })) << threads() << ", before " << threadsBefore;
+  EXPECT_TRUE(eventually([&] { return threadsOfProcess() == threadsBefore + 1; }))
+      << threadsOfProcess() << ", before " << threadsBefore;
   EXPECT_EQ(openDescriptors(), descriptors);
   gate->opener.set_value();
-  EXPECT_TRUE(eventually([&] { return threads() == threadsBefore; })) << threads() << ", before " << threadsBefore;
+  EXPECT_TRUE(eventually([&] { return threadsOfProcess() == threadsBefore; }))
+      << threadsOfProcess() << ", before " << threadsBefore;
   EXPECT_EQ(completions, 0);
 }
 

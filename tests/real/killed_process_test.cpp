@@ -14,6 +14,7 @@
 #include "service/files.h"
 #include "tests/real/killed_writer/protocol.h"
 #include "tests/real/manager_fixture.h"
+#include "tests/support/process_use.h"
 #include "tests/support/sanitizers.h"
 
 extern char** environ;  // NOLINT: POSIX declares it nowhere
@@ -163,10 +164,6 @@ class KilledProcessTest : public RealManagerTest {
   static void awaitEndOfConnections(std::ptrdiff_t descriptors) {
     for (int look = 0; look < 5000 && openDescriptors() > descriptors; ++look) std::this_thread::sleep_for(1ms);
     ASSERT_EQ(openDescriptors(), descriptors);
-  }
-
-  static std::ptrdiff_t openDescriptors() {
-    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), std::filesystem::directory_iterator());
   }
 
   void note(const Acknowledgement& told) {

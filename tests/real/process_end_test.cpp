@@ -2,18 +2,13 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <filesystem>
-#include <iterator>
 #include <thread>
 
 #include "tests/real/manager_fixture.h"
+#include "tests/support/process_use.h"
 
 namespace qlczephra::test {
 namespace {
-
-std::ptrdiff_t entriesOf(const char* directory) {
-  return std::distance(std::filesystem::directory_iterator(directory), std::filesystem::directory_iterator());
-}
 
 std::ptrdiff_t threadsBefore = 0;
 std::ptrdiff_t descriptorsBefore = 0;
@@ -24,8 +19,8 @@ void checkWhatIsLeft() {
   std::ptrdiff_t threads = 0;
   std::ptrdiff_t descriptors = 0;
   for (int look = 0; look < 100; ++look) {
-    threads = entriesOf("/proc/self/task") - threadsBefore;
-    descriptors = entriesOf("/proc/self/fd") - descriptorsBefore;
+    threads = threadsOfProcess() - threadsBefore;
+    descriptors = openDescriptors() - descriptorsBefore;
     if (threads == 0 && descriptors == 0) _exit(0);
     std::this_thread::sleep_for(10ms);
   }
@@ -39,8 +34,8 @@ class ProcessEndTest : public RealManagerTest {
   template <typename Story>
   void endAfter(Story story) {
     server_.stop();
-    threadsBefore = entriesOf("/proc/self/task");
-    descriptorsBefore = entriesOf("/proc/self/fd");
+    threadsBefore = threadsOfProcess();
+    descriptorsBefore = openDescriptors();
     std::atexit(checkWhatIsLeft);
     {
       service::ServiceServer server(service_);

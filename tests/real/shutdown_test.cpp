@@ -8,22 +8,17 @@
 
 #include <atomic>
 #include <cstdlib>
-#include <filesystem>
 #include <functional>
-#include <iterator>
 #include <set>
 #include <thread>
 
 #include "tests/real/manager_fixture.h"
+#include "tests/support/process_use.h"
 #include "tests/support/raw_server.h"
 #include "tests/support/sanitizers.h"
 
 namespace qlczephra::test {
 namespace {
-
-std::ptrdiff_t entriesOf(const char* directory) {
-  return std::distance(std::filesystem::directory_iterator(directory), std::filesystem::directory_iterator());
-}
 
 // Asks the host's code, whatever it is, to stay until the gate opens.
 class Gate {
@@ -173,8 +168,8 @@ TEST_F(ShutdownTest, ManyManagersInARowLeaveNothing) {
   EXPECT_EQ(fetch(*makeManager(60)), nullptr);
   std::this_thread::sleep_for(200ms);
   service_.log().clear();
-  const auto threads = entriesOf("/proc/self/task");
-  const auto descriptors = entriesOf("/proc/self/fd");
+  const auto threads = threadsOfProcess();
+  const auto descriptors = openDescriptors();
   const auto bytes = ::mallinfo2().uordblks;
   for (int number = 0; number < rounds; ++number) round(number);
   EXPECT_EQ(fetch(*makeManager(60)), nullptr);
@@ -183,8 +178,8 @@ TEST_F(ShutdownTest, ManyManagersInARowLeaveNothing) {
   // The service has a thread and both sides a descriptor for each connection, of which a busy moment may need more than
   // there were.
   constexpr int connections = 32;
-  EXPECT_LE(entriesOf("/proc/self/task"), threads + connections);
-  EXPECT_LE(entriesOf("/proc/self/fd"), descriptors + 2 * connections);
+  EXPECT_LE(threadsOfProcess(), threads + connections);
+  EXPECT_LE(openDescriptors(), descriptors + 2 * connections);
   if (countsBytes) {
     EXPECT_LE(::mallinfo2().uordblks, bytes + 1'000'000) << "that would be 100 bytes a manager";
   }

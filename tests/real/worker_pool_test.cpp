@@ -12,6 +12,8 @@
 #include <thread>
 #include <vector>
 
+#include "tests/support/process_use.h"
+
 namespace qlczephra::platform {
 namespace {
 
@@ -38,17 +40,7 @@ class Countdown {
   int count_;
 };
 
-std::size_t threadsOfProcess() {
-  std::ifstream status("/proc/self/status");
-  for (std::string word; status >> word;) {
-    if (word == "Threads:") {
-      std::size_t count = 0;
-      status >> count;
-      return count;
-    }
-  }
-  return 0;
-}
+using test::threadsOfProcess;
 
 class WorkerPoolTest : public testing::Test {
  protected:
@@ -113,7 +105,7 @@ TEST_F(WorkerPoolTest, HostCodeThatBlocksDoesNotHoldUpOtherQueues) {
 }
 
 TEST_F(WorkerPoolTest, SurplusThreadsLeaveWhenTheyAreIdle) {
-  const std::size_t before = threadsOfProcess();
+  const auto before = threadsOfProcess();
   Countdown inside(8);
   Countdown leave(1);
   Countdown left(8);

@@ -12,6 +12,7 @@
 #include "platform/json/json.h"
 #include "platform/plist/plist.h"
 #include "tests/support/manager_world.h"
+#include "tests/support/nested_text.h"
 #include "tests/support/sanitizers.h"
 #include "value/extent.h"
 #include "value/limits.h"
@@ -42,14 +43,6 @@ class SmallStack : public testing::Test {
     if (underSanitizer) GTEST_SKIP() << "frames are not those of the library";
   }
 };
-
-std::string nested(std::size_t levels, std::string_view open, std::string_view inside, std::string_view close) {
-  std::string text;
-  for (std::size_t i = 0; i < levels; ++i) text += open;
-  text += inside;
-  for (std::size_t i = 0; i < levels; ++i) text += close;
-  return text;
-}
 
 Value deepMap(std::size_t levels, Value innermost, std::string_view key = "g") {
   for (std::size_t level = 0; level < levels; ++level) innermost = Map{{key, std::move(innermost)}};

@@ -32,6 +32,7 @@
 #include "service/http_server.h"
 #include "service/sample_document.h"
 #include "service/service.h"
+#include "tests/support/process_use.h"
 #include "tests/support/sanitizers.h"
 #include "tests/support/secret_token.h"
 
@@ -175,16 +176,12 @@ struct Sample {
   std::int64_t descriptors = 0;
 };
 
-std::int64_t entriesOf(const char* directory) {
-  return std::distance(std::filesystem::directory_iterator(directory), std::filesystem::directory_iterator());
-}
-
 Sample sampleNow(Clock::time_point begin) {
   std::ifstream statm("/proc/self/statm");
   std::int64_t pages = 0;
   statm >> pages >> pages;
-  return {std::chrono::duration<double>(Clock::now() - begin).count(), pages * 4, entriesOf("/proc/self/task"),
-          entriesOf("/proc/self/fd")};
+  return {std::chrono::duration<double>(Clock::now() - begin).count(), pages * 4, threadsOfProcess(),
+          openDescriptors()};
 }
 
 class Soak {

@@ -7,19 +7,14 @@
 #include <cstdlib>
 #include <limits>
 
+#include "tests/support/nested_text.h"
 #include "tests/support/random_value.h"
 #include "value/limits.h"
 
 namespace qlczephra::json {
 namespace {
 
-std::string nested(std::size_t levels, std::string_view open, std::string_view inside, std::string_view close) {
-  std::string text;
-  for (std::size_t i = 0; i < levels; ++i) text += open;
-  text += inside;
-  for (std::size_t i = 0; i < levels; ++i) text += close;
-  return text;
-}
+using test::nested;
 
 // The value, or a string that no document gives.
 Value valueOf(std::string_view text) {
