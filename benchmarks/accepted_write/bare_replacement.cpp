@@ -1,4 +1,4 @@
-#include "benchmarks/write_cost/bare_replacement.h"
+#include "benchmarks/accepted_write/bare_replacement.h"
 
 #include <fcntl.h>
 #include <unistd.h>

@@ -15,7 +15,7 @@
 #include <string>
 #include <vector>
 
-#include "benchmarks/write_cost/bare_replacement.h"
+#include "benchmarks/accepted_write/bare_replacement.h"
 #include "qlczephra/qlczephra.h"
 
 namespace qlczephra::benchmark {

@@ -4,21 +4,18 @@
 #include <utility>
 #include <vector>
 
+#include "document/node_builder.h"
 #include "document/setting_node.h"
 
 namespace qlczephra::document {
 
 namespace {
 
-Map nodeHolding(Value value) {
-  return Map{{valueKey, std::move(value)}};
-}
-
 // Every value as it comes, known to the tree or not.
 Map mergeDynamicGroup(const Map& values, const Map& children) {
   Map::Builder merged(children);
-  for (const auto& [key, value] : values) merged.set(key, value);
-  return nodeHolding(merged.build());
+  for (auto value = values.begin(); value != values.end(); ++value) merged.setShared(value.sharedKey(), (*value).value);
+  return merged.build();
 }
 
 std::optional<bool> booleanFrom(const Value& value) {
@@ -87,7 +84,7 @@ class Merging {
   std::optional<Map> begin(const Map& values, const Map& node) {
     const Map* children = mapUnder(node, valueKey);
     if (children == nullptr) return node;
-    if (isTrueUnder(node, dynamicKey)) return mergeDynamicGroup(values, *children);
+    if (isTrueUnder(node, dynamicKey)) return nodes_.holding(mergeDynamicGroup(values, *children));
     if (isTrueUnder(node, readonlyKey)) return node;
     levels_.emplace_back(values, *children);
     return std::nullopt;
@@ -105,14 +102,15 @@ class Merging {
         return begin(*value->map(), *child);
       }
       std::optional<Value> leaf = current == nullptr ? std::nullopt : accepted(*current, *value);
-      level.take(leaf ? Value(nodeHolding(*std::move(leaf))) : present);
+      level.take(leaf ? Value(nodes_.holding(*std::move(leaf))) : present);
     }
-    Map node = nodeHolding(level.merged.build());
+    Map node = nodes_.holding(level.merged.build());
     levels_.pop_back();
     return node;
   }
 
   std::vector<Level> levels_;
+  NodeBuilder nodes_;
 };
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "document/merge.h"
+#include "document/node_builder.h"
 #include "document/setting_node.h"
 
 namespace qlczephra::document {
@@ -22,21 +23,36 @@ constexpr std::string_view defaultKey = "default";
 constexpr std::string_view requiredSections[] = {"common", "macos"};
 constexpr std::string_view optionalSection = "windows";
 
-Map settingNode(Value value, const Map& schema) {
-  Map::Builder node;
-  if (isTrueUnder(schema, dynamicKey)) node.set(dynamicKey, true);
-  node.set(readonlyKey, isTrueUnder(schema, readonlySchemaKey));
-  node.set(valueKey, std::move(value));
-  return node.build();
-}
+// What a schema says of one property. Read in one walk, which for the few keys that there are is much less than a
+// search for each.
+struct PropertySchema {
+  explicit PropertySchema(const Map& schema) {
+    for (const auto [key, value] : schema) {
+      if (key == typeKey) {
+        type = value.string();
+      } else if (key == defaultKey) {
+        byDefault = &value;
+      } else if (key == readonlySchemaKey) {
+        isReadonly = value.boolean() == true;
+      } else if (key == dynamicKey) {
+        isDynamic = value.boolean() == true;
+      } else if (key == propertiesKey) {
+        properties = value.map();
+      }
+    }
+  }
+  std::optional<std::string_view> type;
+  const Value* byDefault = nullptr;
+  const Map* properties = nullptr;
+  bool isReadonly = false;
+  bool isDynamic = false;
+};
 
 // The default value of a schema leaf, none when its type is unknown or the default is not of that type.
-std::optional<Value> parseSchemaValue(const Map& leaf) {
-  const Value* typeValue = leaf.find(typeKey);
-  const std::optional<std::string_view> type = typeValue == nullptr ? std::nullopt : typeValue->string();
-  if (!type) return std::nullopt;
-  const Value* given = leaf.find(defaultKey);
-  const Value value = given == nullptr ? Value(Map()) : *given;
+std::optional<Value> parseSchemaValue(const PropertySchema& leaf) {
+  if (!leaf.type) return std::nullopt;
+  const std::string_view type = *leaf.type;
+  const Value value = leaf.byDefault == nullptr ? Value(Map()) : *leaf.byDefault;
 
   if (type == "object") return value;
   if (type == "integer") {
@@ -51,15 +67,6 @@ std::optional<Value> parseSchemaValue(const Map& leaf) {
   return std::nullopt;
 }
 
-// The node of a property that is no group.
-Value parseLeaf(const Value& property) {
-  const Map* schema = property.map();
-  if (schema == nullptr) return Map();
-  std::optional<Value> value = parseSchemaValue(*schema);
-  if (!value) return Map();
-  return settingNode(*std::move(value), *schema);
-}
-
 // `node` with the values of one section laid over it, or `node` when there are none for it.
 Map layOver(const Map& node, const Map& layer, std::string_view section) {
   const Map* values = mapUnder(layer, section);
@@ -71,37 +78,46 @@ Map layOver(const Map& node, const Map& layer, std::string_view section) {
 Map parseObject(const Map& schema) {
   // Groups that are open; on the heap, because schemas may nest deeper than a thread has stack.
   struct Level {
-    Level(const Map& group, const Map& properties)
-        : schema(&group), property(properties.begin()), end(properties.end()) {
-      children.reserve(properties.size());
+    explicit Level(const PropertySchema& group)
+        : schema(group), property(group.properties->begin()), end(group.properties->end()) {
+      children.reserve(group.properties->size());
     }
     void take(Value node) {
       children.setShared(property.sharedKey(), std::move(node));
       ++property;
     }
-    const Map* schema;
+    PropertySchema schema;
     Map::const_iterator property, end;
     Map::Builder children;
   };
-  const Map* properties = mapUnder(schema, propertiesKey);
-  if (properties == nullptr) return {};
+  NodeBuilder nodes;
+  const auto nodeOf = [&nodes](Value value, const PropertySchema& property) {
+    return nodes.node(std::move(value), property.isReadonly, property.isDynamic);
+  };
+  const PropertySchema outermost(schema);
+  if (outermost.properties == nullptr) return {};
   std::vector<Level> levels;
-  levels.emplace_back(schema, *properties);
+  levels.emplace_back(outermost);
   for (;;) {
     Level& level = levels.back();
     if (level.property == level.end) {
-      Map node = settingNode(level.children.build(), *level.schema);
+      Map node = nodeOf(level.children.build(), level.schema);
       levels.pop_back();
       if (levels.empty()) return node;
       levels.back().take(std::move(node));
       continue;
     }
-    const Value& property = (*level.property).value;
-    const Map* inner = property.map() == nullptr ? nullptr : mapUnder(*property.map(), propertiesKey);
-    if (inner != nullptr) {
-      levels.emplace_back(*property.map(), *inner);
+    const Map* inner = (*level.property).value.map();
+    if (inner == nullptr) {
+      level.take(Map());
+      continue;
+    }
+    const PropertySchema property(*inner);
+    if (property.properties != nullptr) {
+      levels.emplace_back(property);
     } else {
-      level.take(parseLeaf(property));
+      std::optional<Value> value = parseSchemaValue(property);
+      level.take(value ? nodeOf(*std::move(value), property) : Map());
     }
   }
 }

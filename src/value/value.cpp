@@ -16,6 +16,13 @@ T* elements(detail::ContainerBlock* block) noexcept {
   return std::launder(reinterpret_cast<T*>(block + 1));
 }
 
+// A value may change its place by its bytes, because nothing points to it; the old place then holds null.
+template <typename T>
+void relocate(T* from, std::size_t count, void* to) noexcept {
+  std::memcpy(to, static_cast<const void*>(from), count * sizeof(T));
+  std::memset(static_cast<void*>(from), 0, count * sizeof(T));
+}
+
 // Moves `count` elements into a new block.
 template <typename T>
 detail::ContainerBlock* blockOf(T* first, std::size_t count, std::uint32_t nesting) {
@@ -23,12 +30,31 @@ detail::ContainerBlock* blockOf(T* first, std::size_t count, std::uint32_t nesti
     throw std::length_error("a list or map of over 2^32-1 entries");
   void* memory = ::operator new(sizeof(detail::ContainerBlock) + count * sizeof(T));
   auto* block = new (memory) detail::ContainerBlock{{1}, static_cast<std::uint32_t>(count), nesting};
-  std::uninitialized_move_n(first, count, reinterpret_cast<T*>(block + 1));
+  relocate(first, count, block + 1);
   return block;
 }
 
 std::uint32_t nestingAround(std::uint32_t soFar, const Value& inner) noexcept {
-  return std::max(soFar, static_cast<std::uint32_t>(inner.nesting()) + 1U);
+  std::size_t nesting = 0;
+  if (const Map* map = inner.map()) {
+    nesting = map->nesting();
+  } else if (const List* list = inner.list()) {
+    nesting = list->nesting();
+  }
+  return std::max(soFar, static_cast<std::uint32_t>(nesting) + 1U);
+}
+
+// For texts of 15 bytes at most, into zeros: overlapping copies of fixed size instead of a call for a few bytes.
+void copyShort(std::string_view text, unsigned char* bytes) noexcept {
+  if (text.size() >= 8) {
+    std::memcpy(bytes + text.size() - 8, text.data() + text.size() - 8, 8);
+    std::memcpy(bytes, text.data(), 8);
+  } else if (text.size() >= 4) {
+    std::memcpy(bytes + text.size() - 4, text.data() + text.size() - 4, 4);
+    std::memcpy(bytes, text.data(), 4);
+  } else {
+    for (std::size_t i = 0; i < text.size(); ++i) bytes[i] = static_cast<unsigned char>(text[i]);
+  }
 }
 
 bool equalReals(double left, double right) noexcept {
@@ -108,7 +134,7 @@ void Value::destroyShared() noexcept {
 
 Value::Value(std::string_view text) {
   if (text.size() <= sizeof bytes_) {
-    if (!text.empty()) std::memcpy(bytes_, text.data(), text.size());
+    copyShort(text, bytes_);
     tag_ = static_cast<std::uint8_t>(text.size() << 4U) | static_cast<std::uint8_t>(Tag::inlineString);
     return;
   }
@@ -253,16 +279,7 @@ class Map::Probe {
   explicit Probe(std::string_view key) noexcept : key_(key), isShort_(key.size() <= sizeof(Value::bytes_)) {
     if (!isShort_) return;
     unsigned char bytes[sizeof(Value)] = {};
-    // Overlapping loads of fixed size instead of a call for a few bytes.
-    if (key.size() >= 8) {
-      std::memcpy(bytes + key.size() - 8, key.data() + key.size() - 8, 8);
-      std::memcpy(bytes, key.data(), 8);
-    } else if (key.size() >= 4) {
-      std::memcpy(bytes + key.size() - 4, key.data() + key.size() - 4, 4);
-      std::memcpy(bytes, key.data(), 4);
-    } else {
-      for (std::size_t i = 0; i < key.size(); ++i) bytes[i] = static_cast<unsigned char>(key[i]);
-    }
+    copyShort(key, bytes);
     bytes[15] = static_cast<unsigned char>(key.size() << 4U | static_cast<unsigned>(Value::Tag::inlineString));
     high_ = wordAt(bytes);
     low_ = wordAt(bytes + 8);
@@ -287,6 +304,19 @@ class Map::Probe {
       }
     }
     return first;
+  }
+
+  // The order of two stored keys.
+  [[nodiscard]] static bool isBefore(const Slot& left, const Slot& right) noexcept {
+    if (left.key.tag() != Value::Tag::inlineString || right.key.tag() != Value::Tag::inlineString) {
+      return *left.key.string() < *right.key.string();
+    }
+    const auto* leftBytes = reinterpret_cast<const unsigned char*>(&left.key);
+    const auto* rightBytes = reinterpret_cast<const unsigned char*>(&right.key);
+    const std::uint64_t leftHigh = wordAt(leftBytes);
+    const std::uint64_t rightHigh = wordAt(rightBytes);
+    if (leftHigh != rightHigh) return leftHigh < rightHigh;
+    return wordAt(leftBytes + 8) < wordAt(rightBytes + 8);
   }
 
  private:
@@ -354,22 +384,44 @@ bool operator==(const Map& left, const Map& right) noexcept {
   return Value(left) == Value(right);
 }
 
+// Ascending, and no two are equal.
+bool Map::Builder::isAscending(const std::vector<Slot>& slots) noexcept {
+  for (std::size_t i = 1; i < slots.size(); ++i) {
+    if (!Probe::isBefore(slots[i - 1], slots[i])) return false;
+  }
+  return true;
+}
+
+void Map::Builder::sortAndKeepLast(std::vector<Slot>& slots) {
+  constexpr std::size_t few = 32;
+  if (slots.size() <= few) {
+    // In place; std::stable_sort would ask for memory.
+    for (Slot *const first = slots.data(), *next = first + 1; next != first + slots.size(); ++next) {
+      Slot* const place = std::upper_bound(first, next, *next, Probe::isBefore);
+      if (place == next) continue;
+      unsigned char moved[sizeof(Slot)];
+      std::memcpy(moved, static_cast<const void*>(next), sizeof moved);
+      std::memmove(static_cast<void*>(place + 1), static_cast<const void*>(place),
+                   static_cast<std::size_t>(next - place) * sizeof(Slot));
+      std::memcpy(static_cast<void*>(place), moved, sizeof moved);
+    }
+  } else {
+    std::stable_sort(slots.begin(), slots.end(), Probe::isBefore);
+  }
+  // Walking backwards, the first seen of a run of equal keys is kept.
+  const auto equal = [](const Slot& left, const Slot& right) { return left.key == right.key; };
+  slots.erase(slots.begin(), std::unique(slots.rbegin(), slots.rend(), equal).base());
+}
+
 Map::Builder::Builder(const Map& base) : slots_(base.slots(), base.slots() + base.size()) {}
 
 Map Map::Builder::build() {
-  const auto before = [](const Slot& left, const Slot& right) { return *left.key.string() < *right.key.string(); };
-  const auto equal = [](const Slot& left, const Slot& right) { return *left.key.string() == *right.key.string(); };
-  if (!std::is_sorted(slots_.begin(), slots_.end(), before)) {
-    std::stable_sort(slots_.begin(), slots_.end(), before);
-  }
-  // Of equal keys the last wins: walking backwards, the first seen of a run is kept.
-  const auto kept = std::unique(slots_.rbegin(), slots_.rend(), equal).base();
+  if (!isAscending(slots_)) sortAndKeepLast(slots_);
   Map result;
-  const auto count = static_cast<std::size_t>(slots_.end() - kept);
-  if (count > 0) {
+  if (!slots_.empty()) {
     std::uint32_t nesting = 1;
-    for (const Slot& slot : std::span(&*kept, count)) nesting = nestingAround(nesting, slot.value);
-    result.block_ = blockOf(&*kept, count, nesting);
+    for (const Slot& slot : slots_) nesting = nestingAround(nesting, slot.value);
+    result.block_ = blockOf(slots_.data(), slots_.size(), nesting);
   }
   slots_.clear();
   return result;
