@@ -168,6 +168,13 @@ TEST_F(HttpFailures, TriesTheNextAddress) {
   EXPECT_EQ(statusOf(exchange(get(server.url("/", "several.test")))), 200);
 }
 
+TEST_F(HttpFailures, SpeaksIPv6) {
+  const RawServer server(test::answering(test::okReply()), std::nullopt, RawServer::Address::ipv6);
+  options.lookUp = [](const std::string&, std::uint16_t) { return LookUpResult{{"127.0.0.1", "::1"}, {}}; };
+  EXPECT_EQ(statusOf(exchange(get(server.url("/", "several.test")))), 200);
+  EXPECT_EQ(statusOf(exchange(get(server.url("/", "[::1]")))), 200);
+}
+
 TEST_F(HttpFailures, TheSystemFindsLocalhost) {
   const RawServer server(test::answering(test::okReply()));
   EXPECT_EQ(statusOf(exchange(get(server.url("/", "localhost")))), 200);

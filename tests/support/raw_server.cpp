@@ -27,16 +27,25 @@ sockaddr_in loopback(std::uint16_t port) {
   return address;
 }
 
-std::pair<int, std::uint16_t> listenOnLoopback(int backlog) {
-  const int listener = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_in address = loopback(0);
-  socklen_t length = sizeof(address);
+// `Address` is sockaddr_in or sockaddr_in6; the port's place is the same in both.
+template <typename Address>
+std::pair<int, std::uint16_t> listenOn(Address address, int backlog) {
   auto* const any = reinterpret_cast<sockaddr*>(&address);
+  const int listener = ::socket(any->sa_family, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  socklen_t length = sizeof(address);
   if (listener < 0 || ::bind(listener, any, length) != 0 || ::listen(listener, backlog) != 0 ||
       ::getsockname(listener, any, &length) != 0) {
     throw std::runtime_error("no loopback port");
   }
-  return {listener, ntohs(address.sin_port)};
+  return {listener, ntohs(reinterpret_cast<const sockaddr_in*>(&address)->sin_port)};
+}
+
+std::pair<int, std::uint16_t> listenOnLoopback(int backlog, bool ipv6 = false) {
+  if (!ipv6) return listenOn(loopback(0), backlog);
+  sockaddr_in6 address{};
+  address.sin6_family = AF_INET6;
+  address.sin6_addr = in6addr_loopback;
+  return listenOn(address, backlog);
 }
 
 std::shared_ptr<SSL_CTX> tlsContext(const ServerIdentity& identity) {
@@ -123,9 +132,10 @@ void RawConnection::reset() {
   ::setsockopt(socket_, SOL_SOCKET, SO_LINGER, &abort, sizeof(abort));
 }
 
-RawServer::RawServer(Script script, const std::optional<ServerIdentity>& identity) : script_(std::move(script)) {
+RawServer::RawServer(Script script, const std::optional<ServerIdentity>& identity, Address address)
+    : script_(std::move(script)) {
   if (identity) tls_ = tlsContext(*identity);
-  std::tie(listener_, port_) = listenOnLoopback(4096);
+  std::tie(listener_, port_) = listenOnLoopback(4096, address == Address::ipv6);
   const platform::BlockedSignals blocked;
   acceptor_ = std::thread([this] { accept(); });
 }

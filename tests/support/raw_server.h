@@ -57,7 +57,10 @@ class RawServer {
   // Runs on a thread of its own for each connection, which is closed when it returns.
   using Script = std::function<void(RawConnection&)>;
 
-  explicit RawServer(Script script, const std::optional<ServerIdentity>& identity = std::nullopt);
+  enum class Address { ipv4, ipv6 };
+
+  explicit RawServer(Script script, const std::optional<ServerIdentity>& identity = std::nullopt,
+                     Address address = Address::ipv4);
   // With TLS, of that version (TLS1_1_VERSION, ...) alone, whatever its security is worth.
   RawServer(Script script, const ServerIdentity& identity, int onlyTlsVersion);
   ~RawServer();
