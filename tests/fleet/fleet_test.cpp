@@ -60,6 +60,7 @@ TEST(Fleet, AClientWaitsAsAManagerDoes) {
   }
   EXPECT_EQ(world.logWith("Will retry"), expected);
   EXPECT_EQ(client.hear(304, Policy::library).kind, Step::Kind::succeeded);
+  EXPECT_EQ(client.hear(503, Policy::library).wait, 0) << "the success has reset the state";
 }
 
 TEST(Fleet, OnlyTheSeedDecides) {
