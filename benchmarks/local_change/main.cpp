@@ -20,12 +20,16 @@ namespace qlczephra::bench {
 
 namespace {
 
+// The same number of paths at all sizes, so that what is in the processor's caches tells no size from another.
+constexpr std::size_t changedInTurn = 64;
+
 struct Subject {
   explicit Subject(std::size_t settings) {
     const Document document = documentOf(settings);
     tree = effectiveTreeOf(document.text);
     // Spread over the document.
     const std::size_t count = std::min<std::size_t>(document.integers.size(), 1'000);
+    require(count >= changedInTurn, "there are too few settings to change");
     for (std::size_t i = 0; i < count; ++i) paths.push_back(document.integers[i * document.integers.size() / count]);
     for (const std::string& path : paths) pendingAlone.push_back(document::makePatch(path, 1));
   }
@@ -50,7 +54,7 @@ void changeWithOnePending(::benchmark::State& state, const Subject& subject) {
   std::int64_t value = 1'000'000;
   std::size_t which = 0;
   for (auto _ : state) {
-    which = which + 1 < subject.paths.size() ? which + 1 : 0;
+    which = (which + 1) % changedInTurn;
     local.setPending(subject.pendingAlone[which]);
     local.change(subject.paths[which], ++value);
   }
@@ -65,7 +69,7 @@ void changeWithManyPending(::benchmark::State& state, const Subject& subject) {
   std::int64_t value = 1'000'000;
   std::size_t which = 0;
   for (auto _ : state) {
-    which = which + 1 < subject.paths.size() ? which + 1 : 0;
+    which = (which + 1) % changedInTurn;
     local.change(subject.paths[which], ++value);
   }
   requireChanged(local, subject, which, value);
