@@ -41,7 +41,7 @@ class ReadCache {
   static constexpr std::size_t sets = 256;
   static constexpr std::size_t ways = 4;
   static constexpr std::size_t places = 512;
-  static constexpr std::size_t longestPath = 76;
+  static constexpr std::size_t longestPath = 108;  // six names of 17 bytes; makes an entry 128 bytes
 
   struct ByText {
     std::uint64_t revision = 0;
