@@ -21,7 +21,7 @@ namespace qlczephra::bench {
 namespace {
 
 // The same number of paths at all sizes, so that what is in the processor's caches tells no size from another.
-constexpr std::size_t changedInTurn = 64;
+constexpr std::size_t changedInTurn = 32;
 
 struct Subject {
   explicit Subject(std::size_t settings) {
