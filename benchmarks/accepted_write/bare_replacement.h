@@ -1,25 +1,15 @@
-// The least that a change costs on any disk: its two files replaced and flushed, without anything to decide.
+// The least that files cost which are replaced and flushed, without anything to decide.
 #pragma once
 
 #include <string>
 
-namespace qlczephra::benchmark {
+namespace qlczephra::bench {
 
-// The system calls with which the library replaces the patch file (flushed, renamed, name flushed) and the local
-// settings file (flushed, renamed), made directly. Ends the program when one fails.
-class BareReplacement {
- public:
-  // The contents are as long as those that the library writes.
-  BareReplacement(std::string directory, std::string patch, std::string local);
+// The system calls with which the library replaces a file (written beside it, flushed, renamed), made directly. Ends
+// the program when one fails.
+void replaceBarely(const std::string& path, const std::string& content);
 
-  void run();
+// Makes the names in a directory durable. Ends the program when that fails.
+void flushNames(const std::string& directory);
 
- private:
-  static void replace(const std::string& path, const std::string& content);
-
-  const std::string directory_;
-  std::string patch_;
-  std::string local_;
-};
-
-}  // namespace qlczephra::benchmark
+}  // namespace qlczephra::bench
