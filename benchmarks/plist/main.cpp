@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstring>
+#include <memory>
 #include <string>
 
 #include "benchmarks/plist/expat_reader.h"
@@ -14,15 +15,26 @@ namespace qlczephra::bench {
 
 namespace {
 
-// What is measured of one size; each is a function of its stored settings that gives something to look at.
+// `prepare` makes of the stored text what `work` is measured with; `work` gives something to look at.
+template <typename Prepare, typename Work>
+void add(const std::string& name, std::size_t settings, Prepare prepare, Work work) {
+  ::benchmark::RegisterBenchmark((name + "/" + std::to_string(settings)).c_str(),
+                                 [settings, prepare, work](::benchmark::State& state) {
+                                   const std::string& text = storedText(settings);
+                                   const auto& prepared = prepare(text);
+                                   for (auto _ : state) ::benchmark::DoNotOptimize(work(prepared, text.size()));
+                                   state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(text.size()));
+                                 });
+}
+
+const std::string& asItIs(const std::string& text) {
+  return text;
+}
+
+// What was read is freed within the measured time.
 template <typename Work>
-void add(const std::string& name, std::size_t settings, Work work) {
-  ::benchmark::RegisterBenchmark(
-      (name + "/" + std::to_string(settings)).c_str(), [settings, work](::benchmark::State& state) {
-        const StoredSettings& stored = storedSettings(settings);
-        for (auto _ : state) ::benchmark::DoNotOptimize(work(stored));
-        state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(stored.text.size()));
-      });
+void addReading(const std::string& who, std::size_t settings, Work work) {
+  add("plist read/" + who, settings, asItIs, [work](const std::string& text, std::size_t) { return work(text); });
 }
 
 std::size_t countTags(const std::string& text) {
@@ -38,28 +50,34 @@ std::size_t countTags(const std::string& text) {
 
 void addOurs(std::size_t settings) {
   // A manager, too, writes with the size of its last file at hand.
-  add("plist write/ours", settings,
-      [](const StoredSettings& stored) { return plist::write(stored.tree, stored.text.size()); });
-  add("plist read/ours", settings, [](const StoredSettings& stored) { return plist::read(stored.text); });
+  add("plist write/ours", settings, readWithOurs,
+      [](const Value& tree, std::size_t size) { return plist::write(tree, size); });
+  addReading("ours", settings, [](const std::string& text) { return plist::read(text); });
 }
 
 void addOthers(std::size_t settings) {
   // The least that a function costs which gives this text: a string of its own with these bytes.
-  add("plist write/memcpy of the output", settings, [](const StoredSettings& stored) { return stored.text; });
-  add("plist write/libplist", settings,
-      [](const StoredSettings& stored) { return writeWithLibplist(stored.node.get()); });
-  add("plist write/pugixml", settings,
-      [](const StoredSettings& stored) { return writeWithPugixml(stored.document, stored.text.size()); });
+  add("plist write/memcpy of the output", settings, asItIs,
+      [](const std::string& text, std::size_t) { return std::string(text); });
+  add("plist write/libplist", settings, readWithLibplist,
+      [](const PlistNode& node, std::size_t) { return writeWithLibplist(node.get()); });
+  const auto documentOf = [](const std::string& text) {
+    auto document = std::make_unique<pugi::xml_document>();
+    readWithPugixml(text, *document);
+    return document;
+  };
+  add("plist write/pugixml", settings, documentOf,
+      [](const auto& document, std::size_t size) { return writeWithPugixml(*document, size); });
 
-  add("plist read/scan for <", settings, [](const StoredSettings& stored) { return countTags(stored.text); });
-  add("plist read/expat", settings, [](const StoredSettings& stored) {
+  addReading("scan for <", settings, countTags);
+  addReading("expat", settings, [](const std::string& text) {
     static ExpatReader reader;
-    return reader.read(stored.text);
+    return reader.read(text);
   });
-  add("plist read/libplist", settings, [](const StoredSettings& stored) { return readWithLibplist(stored.text); });
-  add("plist read/pugixml", settings, [](const StoredSettings& stored) {
+  addReading("libplist", settings, readWithLibplist);
+  addReading("pugixml", settings, [](const std::string& text) {
     pugi::xml_document document;
-    readWithPugixml(stored.text, document);
+    readWithPugixml(text, document);
     return document.first_child().hash_value();
   });
 }

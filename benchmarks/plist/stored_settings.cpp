@@ -2,7 +2,7 @@
 
 #include <cstdint>
 #include <map>
-#include <string_view>
+#include <utility>
 #include <variant>
 
 #include "benchmarks/plist/expat_reader.h"
@@ -15,36 +15,32 @@ namespace qlczephra::bench {
 
 namespace {
 
-bool isTextOf(const Value& tree, std::string_view text) {
-  const auto read = plist::read(text);
-  const auto* value = std::get_if<Value>(&read);
-  return value != nullptr && *value == tree;
-}
+std::string checkedText(std::size_t settings) {
+  const Value tree = effectiveTreeOf(documentOf(settings).text);
+  std::string text = plist::write(tree).value();
+  require(readWithOurs(text) == tree, "our reader disagrees with our writer");
 
-void make(StoredSettings& made, std::size_t settings) {
-  made.tree = effectiveTreeOf(documentOf(settings).text);
-  made.text = plist::write(made.tree).value();
-  require(isTextOf(made.tree, made.text), "our reader disagrees with our writer");
-
-  made.node = readWithLibplist(made.text);
   std::string written;
-  require(writeWithLibplist(made.node.get(), &written) > 0, "libplist wrote nothing");
-  require(isTextOf(made.tree, written), "libplist makes something else of the stored settings");
+  require(writeWithLibplist(readWithLibplist(text).get(), &written) > 0, "libplist wrote nothing");
+  require(readWithOurs(written) == tree, "libplist makes something else of the stored settings");
 
-  readWithPugixml(made.text, made.document);
-  require(isTextOf(made.tree, writeWithPugixml(made.document, made.text.size())),
+  pugi::xml_document document;
+  readWithPugixml(text, document);
+  require(readWithOurs(writeWithPugixml(document, text.size())) == tree,
           "pugixml makes something else of the stored settings");
 
-  require(ExpatReader().read(made.text) == made.tree, "the reader over expat makes something else of the text");
+  require(ExpatReader().read(text) == tree, "the reader over expat makes something else of the text");
+  return text;
 }
 
 }  // namespace
 
-const StoredSettings& storedSettings(std::size_t settings) {
-  static std::map<std::size_t, StoredSettings> all;
-  const auto [found, isNew] = all.try_emplace(settings);
-  if (isNew) make(found->second, settings);
-  return found->second;
+// Only texts are kept: trees of other sizes between the pieces of the one that is measured would scatter it.
+const std::string& storedText(std::size_t settings) {
+  static std::map<std::size_t, std::string> all;
+  std::string& text = all[settings];
+  if (text.empty()) text = checkedText(settings);
+  return text;
 }
 
 std::size_t writeWithLibplist(plist_t node, std::string* copy) {
@@ -64,6 +60,13 @@ std::string writeWithPugixml(const pugi::xml_document& document, std::size_t exp
   writer.text.reserve(expectedSize + expectedSize / 8);
   document.save(writer, "\t", pugi::format_indent, pugi::encoding_utf8);
   return std::move(writer.text);
+}
+
+Value readWithOurs(const std::string& text) {
+  auto read = plist::read(text);
+  auto* value = std::get_if<Value>(&read);
+  require(value != nullptr, "our reader refuses the text");
+  return std::move(*value);
 }
 
 PlistNode readWithLibplist(const std::string& text) {
