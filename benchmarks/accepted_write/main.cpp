@@ -3,30 +3,28 @@
 
 #include <map>
 #include <string>
-#include <tuple>
+#include <utility>
 
+#include "benchmarks/accepted_write/bare_replacement.h"
 #include "benchmarks/accepted_write/pending_world.h"
 #include "benchmarks/accepted_write/reply_world.h"
+#include "benchmarks/support/bench_directory.h"
 #include "benchmarks/support/documents.h"
 
 namespace qlczephra::bench {
 
 namespace {
 
-// The one made of these arguments, when first asked for. All go before the threads of the library do.
-template <typename World, typename... Arguments>
-class Worlds {
+// Made when first asked for, and gone before the threads of the library are.
+class PendingWorlds {
  public:
-  World& of(Arguments... arguments) {
-    return worlds_.try_emplace(std::tuple(arguments...), arguments...).first->second;
+  PendingWorld& of(int settings, int pending) {
+    return worlds_.try_emplace(std::pair(settings, pending), settings, pending).first->second;
   }
 
  private:
-  std::map<std::tuple<Arguments...>, World> worlds_;
+  std::map<std::pair<int, int>, PendingWorld> worlds_;
 };
-
-using PendingWorlds = Worlds<PendingWorld, int, int>;
-using ReplyWorlds = Worlds<ReplyWorld, std::size_t>;
 
 void addChange(PendingWorlds& worlds, const std::string& row, int settings, int pending) {
   const auto add = [&](const std::string& who, auto work) {
@@ -41,16 +39,18 @@ void addChange(PendingWorlds& worlds, const std::string& row, int settings, int 
   add("bare replacements", [](PendingWorld& world) { world.replaceFiles(); });
 }
 
-void addReply(ReplyWorlds& worlds, std::size_t settings) {
+void addReply(std::size_t settings) {
   const std::string size = "/" + std::to_string(settings);
-  ::benchmark::RegisterBenchmark(("apply 200/ours" + size).c_str(), [&worlds, settings](::benchmark::State& state) {
-    ReplyWorld& world = worlds.of(settings);
+  ::benchmark::RegisterBenchmark(("apply 200/ours" + size).c_str(), [settings](::benchmark::State& state) {
+    ReplyWorld world(repliesWith(settings));
     for (auto _ : state) state.SetIterationTime(world.applyReply().count());
   })->UseManualTime();
   ::benchmark::RegisterBenchmark(("apply 200/bare write, flush, rename" + size).c_str(),
-                                 [&worlds, settings](::benchmark::State& state) {
-                                   const ReplyWorld& world = worlds.of(settings);
-                                   for (auto _ : state) world.replaceFile();
+                                 [settings](::benchmark::State& state) {
+                                   const std::string& content = repliesWith(settings).stored;
+                                   const BenchDirectory directory;
+                                   const std::string file = directory.file("zephra.plist");
+                                   for (auto _ : state) replaceBarely(file, content);
                                  })
       ->UseRealTime();
 }
@@ -63,10 +63,9 @@ int main(int argc, char** argv) {
   using namespace qlczephra::bench;
   qlczephra::setLogSink([](const qlczephra::LogLine&) {});
   PendingWorlds pending;
-  ReplyWorlds replies;
   for (const int settings : {50, 5'000}) addChange(pending, "accepted write", settings, 1);
   for (const int settings : {1'000, 5'000}) addChange(pending, "accepted write, 1000 pending", settings, 1'000);
-  for (const std::size_t settings : documentSizes) addReply(replies, settings);
+  for (const std::size_t settings : documentSizes) addReply(settings);
   ::benchmark::Initialize(&argc, argv);
   ::benchmark::RunSpecifiedBenchmarks();
   ::benchmark::Shutdown();

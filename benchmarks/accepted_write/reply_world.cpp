@@ -1,8 +1,8 @@
 #include "benchmarks/accepted_write/reply_world.h"
 
+#include <map>
 #include <utility>
 
-#include "benchmarks/accepted_write/bare_replacement.h"
 #include "benchmarks/support/documents.h"
 #include "benchmarks/support/effective_tree.h"
 #include "benchmarks/support/require.h"
@@ -19,24 +19,36 @@ std::string replacedIn(std::string text, const std::string& part, const std::str
   return text;
 }
 
-}  // namespace
-
-ReplyWorld::ReplyWorld(std::size_t settings) {
-  documents_[0] = documentOf(settings).text;
-  documents_[1] = replacedIn(documents_[0], ".example.org", ".example.net");
-  manager_.setLocalFilePath(directory_.file("zephra.plist"));
-  manager_.setPatchFilePath(directory_.file("patch.plist"));
-  for (const std::string& document : documents_) {
-    static_cast<void>(applyReply());
-    requireStored(document);
+Replies checkedReplies(std::size_t settings) {
+  Replies replies;
+  replies.documents[0] = documentOf(settings).text;
+  replies.documents[1] = replacedIn(replies.documents[0], ".example.org", ".example.net");
+  require(replies.documents[0] != replies.documents[1], "two replies are the same");
+  ReplyWorld world(replies);
+  for (const std::string& document : replies.documents) {
+    static_cast<void>(world.applyReply());
+    require(world.hasAndStores(effectiveTreeOf(document)), "a reply was not applied and stored");
   }
-  local_ = contentOf(directory_.file("zephra.plist"));
+  replies.stored = world.stored();
+  return replies;
 }
 
-void ReplyWorld::requireStored(const std::string& document) const {
-  const Map tree = effectiveTreeOf(document);
-  require(manager_.currentSettings() == tree, "the reply was not applied");
-  require(contentOf(directory_.file("zephra.plist")) == plist::write(Value(tree)), "the reply was not stored");
+}  // namespace
+
+const Replies& repliesWith(std::size_t settings) {
+  static std::map<std::size_t, Replies> all;
+  const auto found = all.find(settings);
+  return found != all.end() ? found->second : all.emplace(settings, checkedReplies(settings)).first->second;
+}
+
+ReplyWorld::ReplyWorld(const Replies& replies) : replies_(replies) {
+  manager_.setLocalFilePath(directory_.file("zephra.plist"));
+  manager_.setPatchFilePath(directory_.file("patch.plist"));
+  static_cast<void>(applyReply());
+}
+
+bool ReplyWorld::hasAndStores(const Map& tree) const {
+  return manager_.currentSettings() == tree && stored() == plist::write(Value(tree));
 }
 
 std::chrono::duration<double> ReplyWorld::applyReply() {
@@ -45,7 +57,7 @@ std::chrono::duration<double> ReplyWorld::applyReply() {
   platform_.run();
   platform::HttpOutcome outcome;
   outcome.head = platform::HttpReplyHead{200, {{"Content-Type", "application/json"}}};
-  outcome.body = documents_[std::exchange(next_, 1 - next_)];
+  outcome.body = replies_.documents[std::exchange(next_, 1 - next_)];
 
   const auto begin = std::chrono::steady_clock::now();
   platform_.answer(std::move(outcome));
@@ -53,10 +65,6 @@ std::chrono::duration<double> ReplyWorld::applyReply() {
   require(fetched, "the fetch failed");
   platform_.run();
   return end - begin;
-}
-
-void ReplyWorld::replaceFile() const {
-  replaceBarely(directory_.file("bare-local.plist"), local_);
 }
 
 }  // namespace qlczephra::bench

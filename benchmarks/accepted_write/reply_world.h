@@ -12,16 +12,28 @@
 
 namespace qlczephra::bench {
 
+// What a service answers, and what a manager then stores.
+struct Replies {
+  // Some of the strings differ, so that each reply changes settings.
+  std::string documents[2];
+  std::string stored;  // after the second
+};
+
+// Made when first asked for. Ends the program when what a manager has and stores is not what the documents say.
+[[nodiscard]] const Replies& repliesWith(std::size_t settings);
+
+// Not to be kept while something else is measured: many blocks of memory that stay scatter those that come.
 class ReplyWorld {
  public:
-  // Ends the program when what is stored after a reply is not what the document says.
-  explicit ReplyWorld(std::size_t settings);
+  // With the settings of the second document.
+  explicit ReplyWorld(const Replies& replies);
 
   // Fetches once. The time is that from the arrival of a 200 with the next document, complete in memory, to the host's
   // completion; what was replaced is freed afterwards, as by a worker.
   [[nodiscard]] std::chrono::duration<double> applyReply();
-  // The local settings file written, flushed and renamed, without a manager.
-  void replaceFile() const;
+
+  [[nodiscard]] bool hasAndStores(const Map& tree) const;
+  [[nodiscard]] std::string stored() const { return contentOf(directory_.file("zephra.plist")); }
 
  private:
   struct Host : QLCZephraAuthenticationDelegate, QLCServicesURLsProviderProtocol {
@@ -30,12 +42,8 @@ class ReplyWorld {
     void respondToChallenge(const ServerTrust&, ChallengeCallback) override {}
   };
 
-  void requireStored(const std::string& document) const;
-
-  // Some of the strings differ, so that each reply changes settings.
-  std::string documents_[2];
-  std::size_t next_ = 0;
-  std::string local_;
+  const Replies& replies_;
+  std::size_t next_ = 1;
   BenchDirectory directory_;
   OneThread platform_;
   std::shared_ptr<Host> host_ = std::make_shared<Host>();
