@@ -28,8 +28,13 @@ ManagerCore::ManagerCore(std::shared_ptr<QLCAppInfo> appInfo,
       authDelegate_(authDelegate),
       networkRequest_(platform, false),
       statusHandling_(platform),
-      queue_(platform.makeSerialQueue(requestQueueLabel)),
       currentSettings_(platform.workers()) {}
+
+platform::SerialQueue& ManagerCore::queue() {
+  const platform::MutexLock lock(fieldsMutex_);
+  if (queue_ == nullptr) queue_ = platform_.makeSerialQueue(requestQueueLabel);
+  return *queue_;
+}
 
 std::optional<platform::Secret> ManagerCore::ccrToken() const {
   const platform::MutexLock lock(fieldsMutex_);
@@ -42,7 +47,7 @@ void ManagerCore::setCcrToken(std::optional<platform::Secret> token) {
     ccrToken_ = std::move(token);
   }
   // On the queue: an upload that may go on now works on files, and a setter does not.
-  queue_->post([weak = weak()] {
+  queue().post([weak = weak()] {
     if (const auto core = weak.lock()) core->endPauseEarly();
   });
 }

@@ -164,6 +164,8 @@ class ManagerCore : public ChangesSender, public std::enable_shared_from_this<Ma
 
   // ---- what they share
   [[nodiscard]] WeakCore weak() noexcept { return WeakCore(shared_from_this()); }
+  // The request queue.
+  [[nodiscard]] platform::SerialQueue& queue() QLCZ_EXCLUDES(fieldsMutex_);
   // The owner of the files at the present patch file path.
   [[nodiscard]] std::shared_ptr<PendingChanges> pendingChanges() QLCZ_EXCLUDES(fieldsMutex_);
   // Calls host code unless the host has let the manager go. No lock may be held.
@@ -183,7 +185,6 @@ class ManagerCore : public ChangesSender, public std::enable_shared_from_this<Ma
   const std::weak_ptr<QLCZephraAuthenticationDelegate> authDelegate_;
   QLCNetworkRequest networkRequest_;
   StatusHandling statusHandling_;
-  const std::shared_ptr<platform::SerialQueue> queue_;  // the request queue
   PublishedState currentSettings_;
 
   platform::Mutex fetchSettingsLock_;
@@ -191,6 +192,8 @@ class ManagerCore : public ChangesSender, public std::enable_shared_from_this<Ma
 
   // Taken last, for single steps on the fields below.
   mutable platform::Mutex fieldsMutex_;
+  // Made when it is first needed, and then the same for good: a manager that only reads does without.
+  std::shared_ptr<platform::SerialQueue> queue_ QLCZ_GUARDED_BY(fieldsMutex_);
   std::optional<platform::Secret> ccrToken_ QLCZ_GUARDED_BY(fieldsMutex_);
   std::optional<std::string> localFilePath_ QLCZ_GUARDED_BY(fieldsMutex_);
   std::optional<std::string> patchFilePath_ QLCZ_GUARDED_BY(fieldsMutex_);

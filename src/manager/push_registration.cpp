@@ -47,7 +47,7 @@ void ManagerCore::patchPNSID(const std::string& id, const platform::Secret& ccrT
 void ManagerCore::retrySetPNSID(const std::string& id, const platform::Secret& ccrToken, Completion completion,
                                 std::int64_t delay) {
   log_.info("Will retry setting new PNS id in " + std::to_string(delay) + " seconds");
-  queue_->postAfter(std::chrono::seconds(delay), [weak = weak(), id, ccrToken, completion = std::move(completion)] {
+  queue().postAfter(std::chrono::seconds(delay), [weak = weak(), id, ccrToken, completion = std::move(completion)] {
     if (const auto core = weak.lock()) core->patchPNSID(id, ccrToken, completion);
   });
 }

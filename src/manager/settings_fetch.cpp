@@ -166,7 +166,7 @@ void ManagerCore::acceptNotModified(const std::string& sentTag, const platform::
 void ManagerCore::retryFetchSettings(const platform::Secret& ccrToken, Condition condition, Completion completion,
                                      std::int64_t delay) {
   log_.error("Will retry getting settings in " + std::to_string(delay) + " seconds");
-  queue_->postAfter(std::chrono::seconds(delay),
+  queue().postAfter(std::chrono::seconds(delay),
                     [weak = weak(), log = log_, ccrToken, condition, completion = std::move(completion)] {
                       log.error("Firing retry now");
                       if (const auto core = weak.lock()) core->getSettings(ccrToken, condition, completion);

@@ -35,7 +35,7 @@ void ManagerCore::carryOn(const std::shared_ptr<PendingChanges>& changes, Pendin
 
 void ManagerCore::endPauseAfter(const std::shared_ptr<PendingChanges>& changes, PendingChanges::Pause pause) {
   // The files outlive this manager when others share them, and the pause is theirs too.
-  queue_->postAfter(std::chrono::seconds(pause.seconds),
+  queue().postAfter(std::chrono::seconds(pause.seconds),
                     [weakChanges = std::weak_ptr<PendingChanges>(changes), number = pause.number] {
                       if (const auto files = weakChanges.lock()) files->pauseIsOver(number);
                     });
@@ -159,7 +159,7 @@ void ManagerCore::recoverUpload(const WeakUpload& weakUpload, const platform::Se
 void ManagerCore::retrySetSettings(const WeakUpload& upload, const platform::Secret& ccrToken, Completion completion,
                                    std::int64_t delay) {
   log_.info("Will retry patching settings in " + std::to_string(delay) + " seconds");
-  queue_->postAfter(std::chrono::seconds(delay),
+  queue().postAfter(std::chrono::seconds(delay),
                     [weak = weak(), log = log_, upload, ccrToken, completion = std::move(completion)] {
                       log.info("Firing retry now");
                       if (const auto core = weak.lock()) core->patchSettings(upload, ccrToken, completion);

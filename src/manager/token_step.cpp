@@ -8,7 +8,7 @@
 namespace qlczephra {
 
 void ManagerCore::performOnQueueWithCCRToken(TokenOperation operation, Completion completion) {
-  queue_->post([weak = weak(), log = log_, operation = std::move(operation), completion = std::move(completion)] {
+  queue().post([weak = weak(), log = log_, operation = std::move(operation), completion = std::move(completion)] {
     const auto core = weak.lock();
     if (core != nullptr) {
       if (const auto token = core->ccrToken()) {
@@ -29,7 +29,7 @@ void ManagerCore::askDelegate(TokenOperation operation, Completion completion) {
     const auto core = weak.lock();
     if (core == nullptr) return;
     const auto secret = token ? std::optional(platform::Secret(*token)) : std::nullopt;
-    core->queue_->post([weak, operation, completion, secret, error] {
+    core->queue().post([weak, operation, completion, secret, error] {
       if (const auto alive = weak.lock()) alive->acceptCredentials(secret, error, operation, completion);
     });
   });
@@ -49,7 +49,7 @@ void ManagerCore::acceptCredentials(const std::optional<platform::Secret>& token
 }
 
 void ManagerCore::clearCCRToken() {
-  queue_->postBarrier([weak = weak(), log = log_] {
+  queue().postBarrier([weak = weak(), log = log_] {
     log.info("Clearing CCR token");
     if (const auto core = weak.lock()) core->setCcrToken(std::nullopt);
   });
