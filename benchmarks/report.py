@@ -144,7 +144,8 @@ def table(rows):
             direction = {"peer": " / ours", "floor": "", "limit": ""}[comparison.kind]
             name = f"ours / {comparison.other}" if comparison.kind == "floor" else comparison.other + direction
             for size, (median, least, greatest) in sorted(comparison.ratios.items()):
-                lines.append(f"| {row.title} | {size or '':,} | {number(row.costs['ours'][size] / factor)} {row.unit} | {name} "
+                shown = f"{size:,}" if size else ""
+                lines.append(f"| {row.title} | {shown} | {number(row.costs['ours'][size] / factor)} {row.unit} | {name} "
                              f"| {number(median)} ({number(least)} to {number(greatest)}) | {bound(comparison, comparison.reach)} "
                              f"| {bound(comparison, comparison.aim)} | {verdict(comparison)} |"
                              .replace("|  |", "| |"))

@@ -14,10 +14,10 @@
 #include <vector>
 
 #include "benchmarks/support/documents.h"
+#include "benchmarks/support/effective_tree.h"
+#include "benchmarks/support/require.h"
 #include "document/merge.h"
 #include "document/patch_map.h"
-#include "document/settings_document.h"
-#include "platform/json/json.h"
 #include "platform/plist/plist.h"
 #include "qlczephra/qlczephra.h"
 
@@ -31,23 +31,9 @@ namespace {
 
 constexpr std::size_t settings = 5'000;
 
-void require(bool holds, const char* what) {
-  if (holds) return;
-  std::fprintf(stderr, "instruction_workloads: %s\n", what);
-  std::exit(1);
-}
-
 const Document& sample() {
   static const Document document = documentOf(settings);
   return document;
-}
-
-Map treeOf(std::string_view text) {
-  const auto read = json::read(text);
-  require(std::holds_alternative<Value>(read), "the document cannot be read");
-  const auto document = document::SettingsDocument::interpret(*std::get<Value>(read).map());
-  require(document.has_value(), "the document is no settings document");
-  return document->effectiveTree({});
 }
 
 struct NoDelegate : QLCZephraAuthenticationDelegate {
@@ -64,7 +50,7 @@ template <typename Path>
 void readPaths() {
   const auto delegate = std::make_shared<NoDelegate>();
   QLCZephraManager manager(std::make_shared<QLCAppInfo>("p", "instructions/1"), std::make_shared<NoURL>(), delegate);
-  manager.setCurrentSettings(treeOf(sample().text));
+  manager.setCurrentSettings(effectiveTreeOf(sample().text));
   std::vector<Path> paths;
   for (const std::string& path : pathsToRead(sample(), 256)) paths.emplace_back(path);
   std::size_t found = 0;
@@ -83,12 +69,12 @@ void readPaths() {
 void interpret() {
   const std::string& text = sample().text;
   std::size_t sections = 0;
-  counted([&] { sections = treeOf(text).size(); });
+  counted([&] { sections = effectiveTreeOf(text).size(); });
   require(sections == 3, "a section is missing");
 }
 
 void writePropertyList() {
-  const Map tree = treeOf(sample().text);
+  const Map tree = effectiveTreeOf(sample().text);
   // Known beforehand, as it is of a file that is replaced: a string that grows is copied or not, as memory happens to
   // be.
   const std::size_t expected = plist::write(tree).value_or("").size();
@@ -98,7 +84,7 @@ void writePropertyList() {
 }
 
 void readPropertyList() {
-  const Map tree = treeOf(sample().text);
+  const Map tree = effectiveTreeOf(sample().text);
   const std::string text = plist::write(tree).value_or("");
   bool same = false;
   std::variant<Value, plist::ReadError> read;
@@ -108,7 +94,7 @@ void readPropertyList() {
 }
 
 void change(std::size_t pending) {
-  const Map tree = treeOf(sample().text);
+  const Map tree = effectiveTreeOf(sample().text);
   Map patch;
   for (std::size_t i = 0; i < pending; ++i) {
     patch = document::deepMerging(patch, document::makePatch(sample().integers[i], Value(1'000'000 + i)));
