@@ -28,6 +28,7 @@ struct Registry {
   using Key = std::pair<platform::Platform*, std::string>;
   platform::Mutex mutex;
   std::map<Key, std::weak_ptr<PendingChanges>> objects QLCZ_GUARDED_BY(mutex);
+  std::size_t sweepAt QLCZ_GUARDED_BY(mutex) = 64;
 };
 
 Registry& registry() {
@@ -68,10 +69,14 @@ std::shared_ptr<PendingChanges> PendingChanges::at(platform::Platform& platform,
   std::optional<std::string> sending = patchFilePath ? sendingFilePath(*patchFilePath) : std::nullopt;
   if (!sending) return make(std::nullopt);
 
+  const std::string path = uniquePath(*patchFilePath);
   Registry& all = registry();
   const platform::MutexLock lock(all.mutex);
-  std::erase_if(all.objects, [](const auto& entry) { return entry.second.expired(); });
-  const std::string path = uniquePath(*patchFilePath);
+  // Not each time: with thousands of users that would be thousands of looks for each new one.
+  if (all.objects.size() >= all.sweepAt) {
+    std::erase_if(all.objects, [](const auto& entry) { return entry.second.expired(); });
+    all.sweepAt = std::max<std::size_t>(64, 2 * all.objects.size());
+  }
   std::weak_ptr<PendingChanges>& known = all.objects[{&platform, path}];
   if (auto shared = known.lock()) return shared;
   auto made = make(PendingFiles(platform.files(), path, uniquePath(*sending)));
