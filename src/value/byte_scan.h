@@ -54,6 +54,26 @@ struct Either {
 #endif
 };
 
+struct LowerCase {
+  static constexpr bool has(char byte) noexcept { return byte >= 'a' && byte <= 'z'; }
+#ifdef __SSE2__
+  static __m128i in(__m128i block) noexcept {
+    const __m128i distance = _mm_sub_epi8(block, _mm_set1_epi8('a'));
+    return _mm_cmpeq_epi8(_mm_min_epu8(distance, _mm_set1_epi8('z' - 'a')), distance);
+  }
+#endif
+};
+
+template <typename Class>
+struct Not {
+  static constexpr bool has(char byte) noexcept { return !Class::has(byte); }
+#ifdef __SSE2__
+  static __m128i in(__m128i block) noexcept {
+    return _mm_cmpeq_epi8(Class::in(block), _mm_setzero_si128());
+  }
+#endif
+};
+
 template <typename Whole, typename Excluded>
 struct Without {
   static constexpr bool has(char byte) noexcept { return Whole::has(byte) && !Excluded::has(byte); }

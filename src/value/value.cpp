@@ -7,6 +7,8 @@
 #include <new>
 #include <stdexcept>
 
+#include "value/short_copy.h"
+
 namespace qlczephra {
 
 namespace {
@@ -42,19 +44,6 @@ std::uint32_t nestingAround(std::uint32_t soFar, const Value& inner) noexcept {
     nesting = list->nesting();
   }
   return std::max(soFar, static_cast<std::uint32_t>(nesting) + 1U);
-}
-
-// For texts of 15 bytes at most, into zeros: overlapping copies of fixed size instead of a call for a few bytes.
-void copyShort(std::string_view text, unsigned char* bytes) noexcept {
-  if (text.size() >= 8) {
-    std::memcpy(bytes + text.size() - 8, text.data() + text.size() - 8, 8);
-    std::memcpy(bytes, text.data(), 8);
-  } else if (text.size() >= 4) {
-    std::memcpy(bytes + text.size() - 4, text.data() + text.size() - 4, 4);
-    std::memcpy(bytes, text.data(), 4);
-  } else {
-    for (std::size_t i = 0; i < text.size(); ++i) bytes[i] = static_cast<unsigned char>(text[i]);
-  }
 }
 
 bool equalReals(double left, double right) noexcept {
@@ -134,7 +123,7 @@ void Value::destroyShared() noexcept {
 
 Value::Value(std::string_view text) {
   if (text.size() <= sizeof bytes_) {
-    copyShort(text, bytes_);
+    copyShort(text.data(), text.size(), reinterpret_cast<char*>(bytes_));
     tag_ = static_cast<std::uint8_t>(text.size() << 4U) | static_cast<std::uint8_t>(Tag::inlineString);
     return;
   }
@@ -279,7 +268,7 @@ class Map::Probe {
   explicit Probe(std::string_view key) noexcept : key_(key), isShort_(key.size() <= sizeof(Value::bytes_)) {
     if (!isShort_) return;
     unsigned char bytes[sizeof(Value)] = {};
-    copyShort(key, bytes);
+    copyShort(key.data(), key.size(), reinterpret_cast<char*>(bytes));
     bytes[15] = static_cast<unsigned char>(key.size() << 4U | static_cast<unsigned>(Value::Tag::inlineString));
     high_ = wordAt(bytes);
     low_ = wordAt(bytes + 8);

@@ -103,6 +103,7 @@ class Reader {
   }
 
   bool readEndTag(std::string_view name) {
+    if (xml_.takeEndTag(name)) return true;
     const auto tag = xml_.readTag();
     if (!tag) return false;
     if (tag->kind == Tag::Kind::end && tag->name == name) return true;

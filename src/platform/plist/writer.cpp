@@ -7,6 +7,7 @@
 #include "platform/plist/plist.h"
 #include "platform/plist/xml_characters.h"
 #include "value/number_text.h"
+#include "value/short_copy.h"
 #include "value/walk.h"
 
 namespace qlczephra::plist {
@@ -154,7 +155,14 @@ class Writer {
  private:
   using Special = bytes::Either<NotPlain, bytes::AnyOf<'&', '<', '>', '\r'>>;
 
-  void indent() { output_.fill(depth_, '\t'); }
+  void indent() {
+    constexpr char tabs[] = "\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t";
+    constexpr std::size_t few = sizeof tabs - 1;
+    if (depth_ > few) return output_.fill(depth_, '\t');
+    // A store of fixed size, whatever counts of it.
+    std::memcpy(output_.room(few), tabs, few);
+    output_.advance(depth_);
+  }
 
   template <typename Integer>
   void putInteger(Integer integer) {
@@ -168,7 +176,7 @@ class Writer {
     constexpr std::size_t shortLength = 64;
     if (content.size() <= shortLength) {
       char* const copy = output_.room(shortLength);
-      content.copy(copy, content.size());
+      copyMedium(content.data(), content.size(), copy);
       std::memset(copy + content.size(), ' ', 16);
       const std::size_t blocks = (content.size() + 15) / 16 * 16;
       if (findFirst<Special>(copy, copy + blocks) == copy + blocks) {

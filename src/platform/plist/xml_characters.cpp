@@ -52,13 +52,8 @@ bool isXmlText(std::string_view text) noexcept {
 std::size_t nameLength(std::string_view text) noexcept {
   const char* const last = text.data() + text.size();
   const char* at = text.data();
-  while (at != last) {
-    // Nearly all names are of lower-case letters and end with their tag.
-    if (*at >= 'a' && *at <= 'z') {
-      ++at;
-      continue;
-    }
-    if (*at == '>') break;
+  // Nearly all names are of lower-case letters and end with their tag.
+  while ((at = findFirst<bytes::Not<bytes::LowerCase>>(at, last)) != last && *at != '>') {
     const std::size_t length = utf8::sequenceLength(at, last);
     const char32_t character = utf8::decode(at, length);
     if (!isIn(nameStarts, character) && (at == text.data() || !isIn(nameFurther, character))) break;

@@ -11,8 +11,10 @@ namespace qlczephra::plist {
 // Bytes that need a second look: all but printable ASCII, tab, line feed and carriage return.
 using NotPlain = bytes::Without<bytes::Either<bytes::Control, bytes::NonAscii>, bytes::AnyOf<'\t', '\n', '\r'>>;
 
+using Blank = bytes::AnyOf<' ', '\t', '\n', '\r'>;
+
 [[nodiscard]] constexpr bool isBlank(char byte) noexcept {
-  return byte == ' ' || byte == '\t' || byte == '\n' || byte == '\r';
+  return Blank::has(byte);
 }
 
 [[nodiscard]] bool isAllowed(char32_t character) noexcept;

@@ -28,10 +28,10 @@ bool isPublicIdentifier(std::string_view text) noexcept {
 // ---- steps that everything is made of
 
 bool XmlScanner::skipBlanks() noexcept {
-  std::size_t count = 0;
-  while (count < rest_.size() && isBlank(rest_[count])) ++count;
-  rest_.remove_prefix(count);
-  return count > 0;
+  const char* const first = rest_.data();
+  const char* const stop = findFirst<bytes::Not<Blank>>(first, first + rest_.size());
+  rest_.remove_prefix(static_cast<std::size_t>(stop - first));
+  return stop != first;
 }
 
 std::optional<std::string_view> XmlScanner::takeUntil(std::string_view end) noexcept {
@@ -162,6 +162,16 @@ std::optional<Tag> XmlScanner::readTag() {
     return std::nullopt;
   }
   return Tag{isEnd ? Tag::Kind::end : isEmpty ? Tag::Kind::empty : Tag::Kind::start, name};
+}
+
+bool XmlScanner::takeEndTag(std::string_view name) noexcept {
+  const std::size_t length = name.size() + 3;
+  if (rest_.size() < length || !rest_.starts_with("</") || rest_[length - 1] != '>' ||
+      rest_.substr(2, name.size()) != name) {
+    return false;
+  }
+  rest_.remove_prefix(length);
+  return true;
 }
 
 bool XmlScanner::readAttributes() {

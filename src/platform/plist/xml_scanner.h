@@ -29,6 +29,9 @@ class XmlScanner {
   // The next tag, before which only white space, comments and processing instructions may stand.
   std::optional<Tag> readTag();
 
+  // Passes this end tag if it comes next, written as nearly always: nothing before it and no blank inside.
+  bool takeEndTag(std::string_view name) noexcept;
+
   // The character data up to the next tag: references resolved, line ends made line feeds, CDATA sections included,
   // comments and processing instructions left out. Good until the next readText().
   std::optional<std::string_view> readText();
