@@ -1,5 +1,6 @@
 #include "document/merge.h"
 
+#include <cstddef>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -10,6 +11,9 @@
 namespace qlczephra::document {
 
 namespace {
+
+// Levels that hardly anything exceeds; more are possible.
+constexpr std::size_t usualDepth = 8;
 
 // Every value as it comes, known to the tree or not.
 Map mergeDynamicGroup(const Map& values, const Map& children) {
@@ -43,10 +47,24 @@ std::optional<Value> accepted(const Value& current, const Value& value) {
   return std::nullopt;
 }
 
+// Whether a node has nothing but its value, as those that were merged.
+bool isBare(const Map& node) {
+  return node.size() == 1;
+}
+
+// Whether one may stand for the other, as far as that is told at once. Reals that are equal may have two signs of zero.
+bool isSame(const Value& left, const Value& right) {
+  if (left.list() != nullptr && right.list() != nullptr) return left.list()->sharesWith(*right.list());
+  const Value::Kind kind = left.kind();
+  const bool isPlain = kind == Value::Kind::boolean || kind == Value::Kind::integer || kind == Value::Kind::string;
+  return isPlain && left == right;
+}
+
 // Merges on a stack of its own: changes may nest deeper than a host's thread has stack.
 class Merging {
  public:
   Map merge(const Map& values, const Map& node) {
+    levels_.reserve(usualDepth);
     std::optional<Map> merged = begin(values, node);
     for (;;) {
       if (!merged) {
@@ -54,29 +72,61 @@ class Merging {
       } else if (levels_.empty()) {
         return *std::move(merged);
       } else {
-        levels_.back().take(*std::exchange(merged, std::nullopt));
+        levels_.back().takeGroup(*std::exchange(merged, std::nullopt));
       }
     }
   }
 
  private:
-  // A group whose children are merged. Both maps are in key order, so one walk over both finds the pairs.
+  // A group whose children are merged. Both maps are in key order, so one walk over both finds the pairs. Nothing is
+  // copied before a child differs: most changes of a long list were laid over the same tree before.
   struct Level {
-    Level(const Map& values, const Map& children)
-        : offered(values.begin()), offeredEnd(values.end()), known(children.begin()), knownEnd(children.end()) {
-      merged.reserve(children.size());
-    }
-    void take(Value node) {
-      merged.setShared(known.sharedKey(), std::move(node));
+    Level(const Map& values, const Map& group, const Map& groupChildren)
+        : node(&group),
+          children(&groupChildren),
+          offered(values.begin()),
+          offeredEnd(values.end()),
+          known(groupChildren.begin()),
+          knownEnd(groupChildren.end()) {}
+    void keep() {
+      if (differs) merged.setShared(known.sharedKey(), (*known).value);
       ++known;
+    }
+    void take(Value child) {
+      if (!differs) {
+        differs = true;
+        merged.reserve(children->size());
+        for (auto before = children->begin(); before != known; ++before) {
+          merged.setShared(before.sharedKey(), (*before).value);
+        }
+      }
+      merged.setShared(known.sharedKey(), std::move(child));
+      ++known;
+    }
+    // The child's node was merged; `child` may be the node that it was.
+    void takeGroup(Map child) {
+      if (child.sharesWith(*(*known).value.map())) {
+        keep();
+      } else {
+        take(std::move(child));
+      }
     }
     // What is offered to the next child; null for nothing.
     const Value* valueOffered() {
-      while (offered != offeredEnd && (*offered).key < (*known).key) ++offered;
-      return offered != offeredEnd && (*offered).key == (*known).key ? &(*offered).value : nullptr;
+      for (; offered != offeredEnd; ++offered) {
+        const int order = (*offered).key.compare((*known).key);
+        if (order >= 0) return order == 0 ? &(*offered).value : nullptr;
+      }
+      return nullptr;
     }
+    // When nothing more will differ.
+    [[nodiscard]] bool isDone() const { return known == knownEnd || (!differs && offered == offeredEnd); }
+
+    const Map* node;
+    const Map* children;
     Map::const_iterator offered, offeredEnd;
     Map::const_iterator known, knownEnd;
+    bool differs = false;
     Map::Builder merged;
   };
 
@@ -86,14 +136,14 @@ class Merging {
     if (children == nullptr) return node;
     if (isTrueUnder(node, dynamicKey)) return nodes_.holding(mergeDynamicGroup(values, *children));
     if (isTrueUnder(node, readonlyKey)) return node;
-    levels_.emplace_back(values, *children);
+    levels_.emplace_back(values, node, *children);
     return std::nullopt;
   }
 
   // Goes on with the innermost group, and gives the node of a group that ends or of one that needs no walk.
   std::optional<Map> proceed() {
     Level& level = levels_.back();
-    while (level.known != level.knownEnd) {
+    while (!level.isDone()) {
       const Value& present = (*level.known).value;
       const Value* value = level.valueOffered();
       const Map* child = value == nullptr ? nullptr : present.map();
@@ -102,9 +152,15 @@ class Merging {
         return begin(*value->map(), *child);
       }
       std::optional<Value> leaf = current == nullptr ? std::nullopt : accepted(*current, *value);
-      level.take(leaf ? Value(nodes_.holding(*std::move(leaf))) : present);
+      if (!leaf || (isBare(*child) && isSame(*leaf, *current))) {
+        level.keep();
+      } else {
+        level.take(nodes_.holding(*std::move(leaf)));
+      }
     }
-    Map node = nodes_.holding(level.merged.build());
+    Map node = level.differs         ? nodes_.holding(level.merged.build())
+               : isBare(*level.node) ? *level.node
+                                     : nodes_.holding(*level.children);
     levels_.pop_back();
     return node;
   }
@@ -120,34 +176,50 @@ Map mergeValues(const Map& values, const Map& node) {
 }
 
 Map deepMerging(const Map& base, const Map& other) {
-  // Maps that are merged into each other, the outermost first.
+  if (base.empty()) return other;
+  if (other.empty()) return base;
+  // Maps that are merged into each other, the outermost first. Both are in key order, so one walk over both finds the
+  // pairs.
   struct Level {
-    Level(const Map& below, const Map& above) : base(&below), other(above.begin()), end(above.end()), merged(below) {}
-    void take(Value value) {
+    Level(const Map& below, const Map& above)
+        : base(below.begin()), baseEnd(below.end()), other(above.begin()), otherEnd(above.end()) {
+      merged.reserve(below.size() + above.size());
+    }
+    void takeBoth(Value value) {
       merged.setShared(other.sharedKey(), std::move(value));
+      ++base;
       ++other;
     }
-    const Map* base;
-    Map::const_iterator other, end;
+    Map::const_iterator base, baseEnd;
+    Map::const_iterator other, otherEnd;
     Map::Builder merged;
   };
   std::vector<Level> levels;
+  levels.reserve(usualDepth);
   levels.emplace_back(base, other);
   for (;;) {
     Level& level = levels.back();
-    if (level.other == level.end) {
+    const bool hasBase = level.base != level.baseEnd;
+    const bool hasOther = level.other != level.otherEnd;
+    if (!hasBase && !hasOther) {
       Map merged = level.merged.build();
       levels.pop_back();
       if (levels.empty()) return merged;
-      levels.back().take(std::move(merged));
-      continue;
-    }
-    const auto [key, value] = *level.other;
-    const Map* present = mapUnder(*level.base, key);
-    if (present != nullptr && value.map() != nullptr) {
-      levels.emplace_back(*present, *value.map());
+      levels.back().takeBoth(std::move(merged));
+    } else if (!hasOther || (hasBase && (*level.base).key < (*level.other).key)) {
+      level.merged.setShared(level.base.sharedKey(), (*level.base).value);
+      ++level.base;
+    } else if (!hasBase || (*level.other).key < (*level.base).key) {
+      level.merged.setShared(level.other.sharedKey(), (*level.other).value);
+      ++level.other;
     } else {
-      level.take(value);
+      const Value& below = (*level.base).value;
+      const Value& above = (*level.other).value;
+      if (below.map() != nullptr && above.map() != nullptr) {
+        levels.emplace_back(*below.map(), *above.map());
+      } else {
+        level.takeBoth(above);
+      }
     }
   }
 }

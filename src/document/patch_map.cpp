@@ -32,7 +32,7 @@ Map makePatch(std::string_view path, const Value& value) {
   for (;;) {
     const std::size_t dot = path.rfind('.');
     const std::string_view name = dot == std::string_view::npos ? path : path.substr(dot + 1);
-    patch = Map{{name, std::move(inner)}};
+    patch = Map().with(name, std::move(inner));
     if (dot == std::string_view::npos) return patch;
     inner = std::move(patch);
     path = path.substr(0, dot);
@@ -40,13 +40,13 @@ Map makePatch(std::string_view path, const Value& value) {
 }
 
 Map applyPatch(const Map& tree, const Map& patch) {
-  Map::Builder changed(tree);
+  Map changed = tree;
   for (const auto& [section, value] : patch) {
     const Map* node = mapUnder(tree, section);
     if (value.map() == nullptr || node == nullptr) break;
-    changed.set(section, mergeValues(*value.map(), *node));
+    changed = changed.with(section, mergeValues(*value.map(), *node));
   }
-  return changed.build();
+  return changed;
 }
 
 }  // namespace qlczephra::document

@@ -25,13 +25,20 @@ void relocate(T* from, std::size_t count, void* to) noexcept {
   std::memset(static_cast<void*>(from), 0, count * sizeof(T));
 }
 
-// Moves `count` elements into a new block.
+// With room for `count` elements, none of which is there yet.
 template <typename T>
-detail::ContainerBlock* blockOf(T* first, std::size_t count, std::uint32_t nesting) {
+detail::ContainerBlock* emptyBlockOf(std::size_t count) {
   if (count > std::numeric_limits<std::uint32_t>::max())
     throw std::length_error("a list or map of over 2^32-1 entries");
   void* memory = ::operator new(sizeof(detail::ContainerBlock) + count * sizeof(T));
-  auto* block = new (memory) detail::ContainerBlock{{1}, static_cast<std::uint32_t>(count), nesting};
+  return new (memory) detail::ContainerBlock{{1}, static_cast<std::uint32_t>(count), 1};
+}
+
+// Moves `count` elements into a new block.
+template <typename T>
+detail::ContainerBlock* blockOf(T* first, std::size_t count, std::uint32_t nesting) {
+  auto* block = emptyBlockOf<T>(count);
+  block->nesting = nesting;
   relocate(first, count, block + 1);
   return block;
 }
@@ -346,15 +353,18 @@ const Value* Map::find(std::string_view key) const noexcept {
 Map Map::with(std::string_view key, Value value) const {
   bool known = false;
   const std::size_t index = Probe(key).lowerBound(slots(), size(), known);
-  std::vector<Slot> changed;
-  changed.reserve(size() + (known ? 0 : 1));
-  changed.assign(slots(), slots() + index);
-  changed.push_back({known ? slots()[index].key : Value(key), std::move(value)});
-  changed.insert(changed.end(), slots() + index + (known ? 1 : 0), slots() + size());
-  std::uint32_t nesting = 1;
-  for (const Slot& slot : changed) nesting = nestingAround(nesting, slot.value);
+  const std::size_t after = index + (known ? 1 : 0);
+  const std::size_t count = size() + (known ? 0 : 1);
+  Slot changed{known ? slots()[index].key : Value(key), std::move(value)};
+  std::uint32_t nesting = nestingAround(1, changed.value);
   Map result;
-  result.block_ = blockOf(changed.data(), changed.size(), nesting);
+  result.block_ = emptyBlockOf<Slot>(count);
+  Slot* const copies = elements<Slot>(result.block_);
+  std::uninitialized_copy_n(slots(), index, copies);
+  relocate(&changed, 1, copies + index);
+  std::uninitialized_copy_n(slots() + after, size() - after, copies + index + 1);
+  for (const Slot& slot : std::span(copies, count)) nesting = nestingAround(nesting, slot.value);
+  result.block_->nesting = nesting;
   return result;
 }
 

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include "tests/support/json_literal.h"
 
 namespace qlczephra::document {
@@ -122,6 +124,30 @@ TEST(MergeValues, EachLayerIsTestedAgainstTheOneBelow) {
   // The number has become a string, and the dynamic group an ordinary one with a raw member.
   EXPECT_EQ(mergeValues(mapFromJson(R"({"a": true, "g": {"k": 2, "l": 3}})"), first),
             mapFromJson(R"({"v": {"a": {"v": true}, "g": {"v": {"k": 1}}}})"));
+}
+
+TEST(MergeValues, WhatIsThereAlreadyIsShared) {
+  const Map values = mapFromJson(R"({"a": {"x": 1, "list": [1]}, "b": {"y": "s"}, "unknown": 1})");
+  const Map node = mapFromJson(
+      R"({"v": {"a": {"v": {"x": {"v": 0}, "list": {"v": []}}}, "b": {"v": {"y": {"v": "t"}, "z": {"v": 1}}}}})");
+  const Map once = mergeValues(values, node);
+  EXPECT_TRUE(mergeValues(values, once).sharesWith(once));
+
+  const Map changed = mergeValues(mapFromJson(R"({"a": {"x": 2}, "b": {"y": "s"}})"), once);
+  EXPECT_EQ(changed, mapFromJson(R"({"v": {"a": {"v": {"x": {"v": 2}, "list": {"v": [1]}}},
+                                           "b": {"v": {"y": {"v": "s"}, "z": {"v": 1}}}}})"));
+  EXPECT_TRUE(changed.find("v")->map()->find("b")->map()->sharesWith(*once.find("v")->map()->find("b")->map()));
+
+  // The same value, in a node that has more to say: it is a merged one from now on.
+  EXPECT_EQ(mergeValues(mapFromJson(R"({"x": 1})"), mapFromJson(R"({"ro": false, "v": {"x": {"ro": false, "v": 1}}})")),
+            mapFromJson(R"({"v": {"x": {"v": 1}}})"));
+  EXPECT_EQ(mergeValues(Map(), mapFromJson(R"({"ro": false, "v": {"x": {"v": 1}}})")),
+            mapFromJson(R"({"v": {"x": {"v": 1}}})"));
+}
+
+TEST(MergeValues, AZeroTakesTheSignThatIsOffered) {
+  const Map merged = mergeValues({{"x", -0.0}}, {{"v", Map{{"x", Map{{"v", 0.0}}}}}});
+  EXPECT_TRUE(std::signbit(*merged.find("v")->map()->find("x")->map()->find("v")->real()));
 }
 
 TEST(DeepMerging, OtherWinsAndMapsMergeKeyByKey) {
