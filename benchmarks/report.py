@@ -35,9 +35,15 @@ class Comparison:
     aim: float | None
     ratios: dict  # size to (median, least, greatest)
 
-    def holds(self, bound):
-        medians = [median for median, _, _ in self.ratios.values()]
-        return all(ratio >= bound if self.kind == "peer" else ratio <= bound for ratio in medians)
+    def verdict(self, ratio):
+        def holds(bound):
+            return bound is not None and (ratio >= bound if self.kind == "peer" else ratio <= bound)
+
+        if holds(self.aim):
+            return "aim"
+        if holds(self.reach):
+            return "reached"
+        return "MISSED" if self.reach is not None else ""
 
 
 @dataclasses.dataclass
@@ -125,16 +131,6 @@ def bound(comparison, value):
     return ("at least " if comparison.kind == "peer" else "at most ") + number(value)
 
 
-def verdict(comparison):
-    if not comparison.ratios:
-        return "not measured"
-    if comparison.aim is not None and comparison.holds(comparison.aim):
-        return "aim"
-    if comparison.reach is None:
-        return ""
-    return "reached" if comparison.holds(comparison.reach) else "MISSED"
-
-
 def table(rows):
     lines = ["| Workload | Size | Ours | Beside | Ratio: median (min to max) | Reach | Aim | |",
              "|---|---:|---:|---|---|---|---|---|"]
@@ -145,10 +141,10 @@ def table(rows):
             name = f"ours / {comparison.other}" if comparison.kind == "floor" else comparison.other + direction
             for size, (median, least, greatest) in sorted(comparison.ratios.items()):
                 shown = f"{size:,}" if size else ""
-                lines.append(f"| {row.title} | {shown} | {number(row.costs['ours'][size] / factor)} {row.unit} | {name} "
-                             f"| {number(median)} ({number(least)} to {number(greatest)}) | {bound(comparison, comparison.reach)} "
-                             f"| {bound(comparison, comparison.aim)} | {verdict(comparison)} |"
-                             .replace("|  |", "| |"))
+                cells = (row.title, shown, f"{number(row.costs['ours'][size] / factor)} {row.unit}", name,
+                         f"{number(median)} ({number(least)} to {number(greatest)})", bound(comparison, comparison.reach),
+                         bound(comparison, comparison.aim), comparison.verdict(median))
+                lines.append(f"| {' | '.join(cells)} |".replace("|  |", "| |").replace("|  |", "| |"))
     return "\n".join(lines)
 
 
