@@ -2,7 +2,7 @@
 
 import math
 
-WIDTH, HEIGHT, MARGIN, LEGEND = 560, 320, 64, 240
+WIDTH, HEIGHT, MARGIN, LEGEND = 560, 320, 64, 280
 COLOURS = ("#0b3d91", "#c0392b", "#27803b", "#8e44ad", "#b9770e", "#117a8b", "#5d6d7e", "#7b241c")
 
 
@@ -27,7 +27,7 @@ def svg_of(title, unit, costs, factor):
 
     parts = [f'<svg xmlns="http://www.w3.org/2000/svg" width="{MARGIN + WIDTH + LEGEND}" height="{HEIGHT + MARGIN + 24}" '
              'font-family="sans-serif" font-size="12">', '<rect width="100%" height="100%" fill="white"/>',
-             f'<text x="{MARGIN}" y="18" font-size="14">{title}: {unit} against number of settings</text>']
+             f'<text x="{MARGIN}" y="18" font-size="14">{title}: {unit} against size</text>']
     for size in sizes:
         parts += [f'<path d="M{across(size):.1f},{MARGIN / 2}v{HEIGHT}" stroke="#ddd"/>',
                   f'<text x="{across(size):.1f}" y="{MARGIN / 2 + HEIGHT + 18}" text-anchor="middle">{size:,.0f}</text>']

@@ -5,12 +5,12 @@ A workload's rows.json lists its rows:
     row      the first part of the benchmarks' names: row/who/size
     title    for people
     measure  "cpu" or "real" time, or "value", a counter of that name
-    unit     of the measured value, for people: ns, us, ms or bytes
+    unit     in which it is shown: ns, us, ms or s; a "value" is shown as it is
     sizes    those that the table shows; other sizes that were measured help to see how cost grows
     grows    "constant" or "linear": how cost should grow with the size
     chart    whether to draw cost against size
     compare  with: whom; kind: "floor" (ours / with is to be at most ...), "peer" (with / ours is to be at least ...) or
-             "limit" (ours itself is to be at most ...); reach and aim: the figures, null for none
+             "limit" (ours itself, in that unit, is to be at most ...); reach and aim: the figures, null for none
 """
 
 import dataclasses
@@ -50,6 +50,7 @@ class Comparison:
 class Row:
     title: str
     unit: str
+    factor: float  # by which costs are divided to be in that unit
     grows: str | None
     chart: bool
     costs: dict  # who to size to the median
@@ -85,13 +86,13 @@ def spread(values):
     return statistics.median(values), min(values), max(values)
 
 
-def compare(described, ours, theirs, measure):
+def compare(described, ours, theirs, measure, factor):
     kind = described["kind"]
     ratios = {}
     for size, runs in ours.items():
         own = [value_of(run, measure) for run in runs]
         if kind == "limit":
-            ratios[size] = spread([value / described.get("divide", 1) for value in own])
+            ratios[size] = spread([value / factor for value in own])
         elif size in theirs:
             other = [value_of(run, measure) for run in theirs[size]]
             pairs = [(b / a if kind == "peer" else a / b) for a, b in zip(own, other) if a > 0 and b > 0]
@@ -109,15 +110,16 @@ def rows_of(described, results):
             raise SystemExit(f"bench: nothing was measured for '{row['row']}'")
         shown = row.get("sizes") or [0]
         measure = row["measure"]
+        factor = 1.0 if measure == "value" else NANOSECONDS.get(row["unit"], 1.0)
         comparisons = []
         for comparison in row["compare"]:
             ours = {size: runs for size, runs in whos["ours"].items() if size in shown}
             # Another row may be what this one is compared with.
             source = values.get(comparison.get("row", row["row"]), {})
-            comparisons.append(compare(comparison, ours, source.get(comparison["with"], {}), measure))
+            comparisons.append(compare(comparison, ours, source.get(comparison["with"], {}), measure, factor))
         costs = {who: {size: statistics.median(value_of(run, measure) for run in runs) for size, runs in sizes.items()}
                  for who, sizes in whos.items()}
-        rows.append(Row(row["title"], row["unit"], row.get("grows"), row.get("chart", False), costs, comparisons))
+        rows.append(Row(row["title"], row["unit"], factor, row.get("grows"), row.get("chart", False), costs, comparisons))
     return rows
 
 
@@ -135,13 +137,12 @@ def table(rows):
     lines = ["| Workload | Size | Ours | Beside | Ratio: median (min to max) | Reach | Aim | |",
              "|---|---:|---:|---|---|---|---|---|"]
     for row in rows:
-        factor = NANOSECONDS.get(row.unit, 1.0)
         for comparison in row.comparisons:
             direction = {"peer": " / ours", "floor": "", "limit": ""}[comparison.kind]
             name = f"ours / {comparison.other}" if comparison.kind == "floor" else comparison.other + direction
             for size, (median, least, greatest) in sorted(comparison.ratios.items()):
                 shown = f"{size:,}" if size else ""
-                cells = (row.title, shown, f"{number(row.costs['ours'][size] / factor)} {row.unit}", name,
+                cells = (row.title, shown, f"{number(row.costs['ours'][size] / row.factor)} {row.unit}", name,
                          f"{number(median)} ({number(least)} to {number(greatest)})", bound(comparison, comparison.reach),
                          bound(comparison, comparison.aim), comparison.verdict(median))
                 lines.append(f"| {' | '.join(cells)} |".replace("|  |", "| |").replace("|  |", "| |"))
@@ -182,7 +183,7 @@ def write_page(docs, rows, repetitions):
     for row in rows:
         if row.chart:
             name = re.sub(r"[^a-z0-9]+", "-", row.title.lower()).strip("-") + ".svg"
-            (folder / name).write_text(chart.svg_of(row.title, row.unit, row.costs, NANOSECONDS.get(row.unit, 1.0)))
+            (folder / name).write_text(chart.svg_of(row.title, row.unit, row.costs, row.factor))
             charts.append(f"![{row.title}: cost against size](performance/{name})")
     page = docs / "performance.md"
     begin, end = "<!-- measured: begin -->", "<!-- measured: end -->"

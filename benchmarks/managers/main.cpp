@@ -149,7 +149,7 @@ int main(int argc, char** argv) {
   qlczephra::setLogSink([](const qlczephra::LogLine&) {});
   ::benchmark::Initialize(&argc, argv);
   if (::benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
-  for (const std::int64_t count : {100, 1'000, 5'000, 10'000}) {
+  for (const std::int64_t count : {100, 1'000, 2'000, 5'000, 10'000}) {
     ::benchmark::RegisterBenchmark("idle manager: make and destroy/ours", makeAndDestroy)->Arg(count);
     ::benchmark::RegisterBenchmark("idle managers: make and destroy all/ours", makeAndDestroy)->Arg(count);
     ::benchmark::RegisterBenchmark("idle manager: bytes/ours", idleBytes)->Arg(count);

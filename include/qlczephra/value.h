@@ -363,8 +363,6 @@ class QLCZEPHRA_EXPORT Map::Builder {
   [[nodiscard]] Map build();
 
  private:
-  [[nodiscard]] static bool isAscending(const std::vector<Slot>& slots) noexcept;
-  static void sortAndKeepLast(std::vector<Slot>& slots);
   std::vector<Slot> slots_;
 };
 

@@ -40,13 +40,26 @@ Map makePatch(std::string_view path, const Value& value) {
 }
 
 Map applyPatch(const Map& tree, const Map& patch) {
-  Map changed = tree;
-  for (const auto& [section, value] : patch) {
-    const Map* node = mapUnder(tree, section);
-    if (value.map() == nullptr || node == nullptr) break;
-    changed = changed.with(section, mergeValues(*value.map(), *node));
+  Map::Builder changed;
+  changed.reserve(tree.size());
+  // Both are in key order. Nothing is taken from the first section on that the tree does not know or that is no map.
+  auto change = patch.begin();
+  bool goesOn = true;
+  for (auto section = tree.begin(); section != tree.end(); ++section) {
+    const auto [name, node] = *section;
+    goesOn = goesOn && change != patch.end() && (*change).key >= name;
+    if (goesOn && (*change).key == name) {
+      const Map* values = (*change).value.map();
+      goesOn = values != nullptr && node.map() != nullptr;
+      if (goesOn) {
+        changed.setShared(section.sharedKey(), mergeValues(*values, *node.map()));
+        ++change;
+        continue;
+      }
+    }
+    changed.setShared(section.sharedKey(), node);
   }
-  return changed;
+  return changed.build();
 }
 
 }  // namespace qlczephra::document

@@ -315,6 +315,35 @@ class Map::Probe {
     return wordAt(leftBytes + 8) < wordAt(rightBytes + 8);
   }
 
+  // Ascending, and no two are equal.
+  [[nodiscard]] static bool isAscending(const std::vector<Slot>& slots) noexcept {
+    for (std::size_t i = 1; i < slots.size(); ++i) {
+      if (!isBefore(slots[i - 1], slots[i])) return false;
+    }
+    return true;
+  }
+
+  static void sortAndKeepLast(std::vector<Slot>& slots) {
+    constexpr std::size_t few = 32;
+    if (slots.size() <= few) {
+      // In place; std::stable_sort would ask for memory.
+      for (Slot *const first = slots.data(), *next = first + 1; next != first + slots.size(); ++next) {
+        Slot* const place = std::upper_bound(first, next, *next, isBefore);
+        if (place == next) continue;
+        unsigned char moved[sizeof(Slot)];
+        std::memcpy(moved, static_cast<const void*>(next), sizeof moved);
+        std::memmove(static_cast<void*>(place + 1), static_cast<const void*>(place),
+                     static_cast<std::size_t>(next - place) * sizeof(Slot));
+        std::memcpy(static_cast<void*>(place), moved, sizeof moved);
+      }
+    } else {
+      std::stable_sort(slots.begin(), slots.end(), isBefore);
+    }
+    // Walking backwards, the first seen of a run of equal keys is kept.
+    const auto equal = [](const Slot& left, const Slot& right) { return left.key == right.key; };
+    slots.erase(slots.begin(), std::unique(slots.rbegin(), slots.rend(), equal).base());
+  }
+
  private:
   static std::uint64_t wordAt(const unsigned char* bytes) noexcept {
     std::uint64_t word = 0;
@@ -383,39 +412,10 @@ bool operator==(const Map& left, const Map& right) noexcept {
   return Value(left) == Value(right);
 }
 
-// Ascending, and no two are equal.
-bool Map::Builder::isAscending(const std::vector<Slot>& slots) noexcept {
-  for (std::size_t i = 1; i < slots.size(); ++i) {
-    if (!Probe::isBefore(slots[i - 1], slots[i])) return false;
-  }
-  return true;
-}
-
-void Map::Builder::sortAndKeepLast(std::vector<Slot>& slots) {
-  constexpr std::size_t few = 32;
-  if (slots.size() <= few) {
-    // In place; std::stable_sort would ask for memory.
-    for (Slot *const first = slots.data(), *next = first + 1; next != first + slots.size(); ++next) {
-      Slot* const place = std::upper_bound(first, next, *next, Probe::isBefore);
-      if (place == next) continue;
-      unsigned char moved[sizeof(Slot)];
-      std::memcpy(moved, static_cast<const void*>(next), sizeof moved);
-      std::memmove(static_cast<void*>(place + 1), static_cast<const void*>(place),
-                   static_cast<std::size_t>(next - place) * sizeof(Slot));
-      std::memcpy(static_cast<void*>(place), moved, sizeof moved);
-    }
-  } else {
-    std::stable_sort(slots.begin(), slots.end(), Probe::isBefore);
-  }
-  // Walking backwards, the first seen of a run of equal keys is kept.
-  const auto equal = [](const Slot& left, const Slot& right) { return left.key == right.key; };
-  slots.erase(slots.begin(), std::unique(slots.rbegin(), slots.rend(), equal).base());
-}
-
 Map::Builder::Builder(const Map& base) : slots_(base.slots(), base.slots() + base.size()) {}
 
 Map Map::Builder::build() {
-  if (!isAscending(slots_)) sortAndKeepLast(slots_);
+  if (!Probe::isAscending(slots_)) Probe::sortAndKeepLast(slots_);
   Map result;
   if (!slots_.empty()) {
     std::uint32_t nesting = 1;

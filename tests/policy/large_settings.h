@@ -11,7 +11,7 @@ inline constexpr int rulesPerProfile = 50;
 inline constexpr int siteCount = 3000;
 
 // The JSON of settings that every policy view makes a large record of, among other settings that none looks at.
-inline std::string largeSettings(int otherSettings) {
+inline std::string largeSettings(int otherSettings, int profiles = profileCount, int sites = siteCount) {
   std::ostringstream json;
   json << R"({"common": {"time": {"enabled": true, "curfew": {"enabled": true, "options": {
       "school_nights": {"enabled": true, "range": {"from": 1200, "until": 360}},
@@ -28,7 +28,7 @@ inline std::string largeSettings(int otherSettings) {
   json << R"(}}, "other": {"first": 0)";
   for (int i = 0; i < otherSettings; ++i) json << ", \"setting_" << i << "\": \"the value of setting " << i << '"';
   json << R"(}, "sites": {"enabled": true, "list": [)";
-  for (int i = 0; i < siteCount; ++i) {
+  for (int i = 0; i < sites; ++i) {
     json << (i == 0 ? "" : ", ") << R"({"url": "https://site-)" << i << R"(.example/", "allowed": )"
          << (i % 3 == 0 ? "true}" : "false}");
   }
@@ -39,7 +39,7 @@ inline std::string largeSettings(int otherSettings) {
       "firewall": {"enabled": true, "qlcfw_enabled": true, "current_profile_id": "profile-with-a-long-name-1",
                    "profiles": [)";
   const char* const actions = R"({"action": "block", "allow_builtin": true, "allow_signed": true})";
-  for (int profile = 0; profile < profileCount; ++profile) {
+  for (int profile = 0; profile < profiles; ++profile) {
     json << (profile == 0 ? "" : ", ") << R"({"profile_id": "profile-with-a-long-name-)" << profile
          << R"(", "profile_name": "The name of profile )" << profile << R"(", "default_actions": {"incoming": )"
          << actions << R"(, "outgoing": )" << actions << R"(}, "rules": [)";
