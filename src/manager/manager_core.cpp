@@ -66,6 +66,7 @@ std::optional<std::string> ManagerCore::localFilePath() const {
 
 void ManagerCore::setLocalFilePath(std::optional<std::string> path) {
   const platform::MutexLock lock(fieldsMutex_);
+  if (path != localFilePath_) localFileSwept_ = localFileSeen_ = false;
   localFilePath_ = std::move(path);
 }
 

@@ -178,7 +178,9 @@ class ManagerCore : public ChangesSender, public std::enable_shared_from_this<Ma
   const ManagerLog log_;
   std::atomic<bool> closed_{false};
   std::atomic<std::size_t> localFileSize_{0};  // as it was last written
-  std::atomic<bool> localFileSeen_{false};     // swept, and looked whether others may change it
+  // Of the file at the present path: whether stale replacements were swept, and others' access was looked at.
+  std::atomic<bool> localFileSwept_{false};
+  std::atomic<bool> localFileSeen_{false};
 
   const std::shared_ptr<QLCAppInfo> appInfo_;
   const std::shared_ptr<QLCServicesURLsProviderProtocol> urlsProvider_;

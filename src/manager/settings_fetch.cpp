@@ -16,13 +16,15 @@ void ManagerCore::updateLocalSettings() {
   const auto path = localFilePath();
   if (!path) log_.process("QLCZephraManager error: Local file path not set");
   const auto changes = pendingChanges();
-  const bool firstLook = path && !localFileSeen_.exchange(true);
   std::vector<std::string> errors;
   {
     const platform::MutexLock lock(changes->patchLock());
     std::optional<Map> settings;
     if (path) {
-      if (firstLook && changes->own(errors)) platform::removeStaleReplacements(platform_.files(), *path);
+      // The lock is tried for each time; what its last owner left is swept once.
+      if (changes->own(errors) && !localFileSwept_.exchange(true)) {
+        platform::removeStaleReplacements(platform_.files(), *path);
+      }
       const MapFileContent content = readMapFile(platform_.files(), *path);
       if (content.state == MapFileContent::State::good) settings = content.map;
     }
@@ -39,7 +41,7 @@ void ManagerCore::updateLocalSettings() {
     currentSettings_.publish(std::move(settings));
   }
   for (const std::string& error : errors) log_.error(error);
-  if (firstLook) {
+  if (path && !localFileSeen_.exchange(true)) {
     const std::string concern = platform_.files().concern(*path);
     if (!concern.empty()) log_.error("The local settings file is not this process's alone, " + concern);
   }

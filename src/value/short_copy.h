@@ -14,11 +14,9 @@ inline void copyEnds(const char* from, std::size_t size, char* to) noexcept {
   std::memcpy(to + size - width, end, width);
 }
 
-// Quick up to 15 bytes, and right for any number. Nothing outside the two ranges is touched.
+// For 16 bytes at most. Nothing outside the two ranges is touched.
 inline void copyShort(const char* from, std::size_t size, char* to) noexcept {
-  if (size > 16) {
-    std::memcpy(to, from, size);
-  } else if (size >= 8) {
+  if (size >= 8) {
     copyEnds<8>(from, size, to);
   } else if (size >= 4) {
     copyEnds<4>(from, size, to);
@@ -27,7 +25,7 @@ inline void copyShort(const char* from, std::size_t size, char* to) noexcept {
   }
 }
 
-// The same for up to 64 bytes.
+// Quick up to 64 bytes, and right for any number.
 inline void copyMedium(const char* from, std::size_t size, char* to) noexcept {
   constexpr std::size_t block = 16;
   if (size < block) {

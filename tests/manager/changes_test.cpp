@@ -283,6 +283,26 @@ TEST_F(ChangesTest, AnotherProcessOnTheSameFilesKeepsThem) {
   EXPECT_THAT(sent(), ElementsAre(R"(PATCH {"common":{"count":7,"name":"mine"}})"));
 }
 
+TEST_F(ChangesTest, LoadingAgainTakesOverWhatAnotherProcessLeft) {
+  givenSettings();
+  world.world.disk().lockAnswer = platform::FileStore::Locked::elsewhere;
+  world.givenFile(ManagerWorld::patchFile, R"({"common": {"count": 7}})");
+  world.givenFile(std::string(ManagerWorld::localFile) + ".new-3", "{}");
+  world.manager = world.makeManager();
+  world.manager->setLocalFilePath(ManagerWorld::localFile);
+  world.manager->setPatchFilePath(ManagerWorld::patchFile);
+  world.manager->setCcrToken("t");
+  world.manager->updateLocalSettings();
+  world.runUntilIdle();
+  EXPECT_THAT(sent(), IsEmpty());
+  EXPECT_THAT(world.world.disk().paths(), Contains(HasSubstr(".new-")));
+  world.world.disk().lockAnswer = platform::FileStore::Locked::held;
+  world.manager->updateLocalSettings();
+  world.runUntilIdle();
+  EXPECT_THAT(sent(), ElementsAre(R"(PATCH {"common":{"count":7}})"));
+  EXPECT_THAT(world.world.disk().paths(), Not(Contains(HasSubstr(".new-"))));
+}
+
 TEST_F(ChangesTest, AFullDiskCostsNoChange) {
   givenSettings();
   world.whenServiceAlwaysAnswers(Answer(200).delayed(seconds(1)));
