@@ -42,7 +42,10 @@ def main():
     with tempfile.TemporaryDirectory(dir=build) as name:
         folder = pathlib.Path(name)
         if way == "subdirectory":
-            program = build_with_cmake(consumer, folder, compiler, launcher, QLCZEPHRA_SOURCE=source)
+            # With the options of the library's own optimised build, so that a compiler cache knows all of it.
+            program = build_with_cmake(consumer, folder, compiler, launcher, QLCZEPHRA_SOURCE=source,
+                                       CMAKE_BUILD_TYPE="Release", CMAKE_CXX_FLAGS_RELEASE="-O2 -DNDEBUG",
+                                       QLCZEPHRA_WERROR="ON")
             run(program)
             return
         # Moved after its installation: nothing of it may name the place where it was built or installed first.
