@@ -81,10 +81,13 @@ Map knownSections(const Map& layer, const Map& tree) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace qlczephra;
   fuzz::Pieces pieces(data, size);
-  const auto read = fuzz::mapIn(pieces.next());
-  if (!read) return 0;
-  const auto document = document::SettingsDocument::interpret(*read);
-  if (!document) return 0;
+  const std::string_view text = pieces.next();
+  const auto interpreted = document::SettingsDocument::interpret(text);
+  const auto* document = std::get_if<document::SettingsDocument>(&interpreted);
+  // What is no settings document may be another object, if it is JSON at all.
+  fuzz::require((document != nullptr || std::get<document::NoSettings>(interpreted).isObject) ==
+                fuzz::mapIn(text).has_value());
+  if (document == nullptr) return 0;
   const Map first = fuzz::mapIn(pieces.next()).value_or(Map());
   const Map second = fuzz::mapIn(pieces.next()).value_or(Map());
   const Map third = fuzz::mapIn(pieces.next()).value_or(Map());

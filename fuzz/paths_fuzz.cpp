@@ -102,10 +102,12 @@ void requireApplied(const Map& before, const Map& after, std::string_view path, 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace qlczephra;
   fuzz::Pieces pieces(data, size);
-  const auto start = fuzz::mapIn(pieces.next());
+  const std::string_view first = pieces.next();
+  const auto start = fuzz::mapIn(first);
   if (!start) return 0;
-  const auto document = document::SettingsDocument::interpret(*start);
-  Map tree = document ? document->effectiveTree({}) : *start;
+  const auto interpreted = document::SettingsDocument::interpret(first);
+  const auto* document = std::get_if<document::SettingsDocument>(&interpreted);
+  Map tree = document != nullptr ? document->effectiveTree({}) : *start;
   Map pending;
   for (int changes = 0; changes < 8 && !pieces.atEnd(); ++changes) {
     const std::string_view path = pieces.next();

@@ -114,9 +114,9 @@ class Scene {
 
   // The tree of the newest document that can be interpreted.
   void remember(const std::string& body) {
-    const auto map = mapIn(body);
-    const auto document = map ? document::SettingsDocument::interpret(*map) : std::nullopt;
-    if (!document) return;
+    const auto interpreted = document::SettingsDocument::interpret(body);
+    const auto* document = std::get_if<document::SettingsDocument>(&interpreted);
+    if (document == nullptr) return;
     if (tree_) changed_ = true;
     tree_ = document->effectiveTree({});
   }

@@ -1,6 +1,7 @@
 #include "tools/document_source.h"
 
 #include <CLI/CLI.hpp>
+#include <variant>
 
 #include "document/settings_document.h"
 #include "tools/failure.h"
@@ -24,16 +25,19 @@ CLI::Option* DocumentSource::addTo(CLI::App& command, const std::string& name) {
 }
 
 Map DocumentSource::tree() const {
-  const Map content = readJsonObject(document_, "give the path of a settings document, or - for standard input");
-  const auto interpreted = document::SettingsDocument::interpret(content);
-  if (!interpreted) {
+  const std::string remedy = "give the path of a settings document, or - for standard input";
+  const auto interpreted = document::SettingsDocument::interpret(readInput(document_, remedy));
+  const auto* settings = std::get_if<document::SettingsDocument>(&interpreted);
+  if (settings == nullptr) {
+    const auto& fault = std::get<document::NoSettings>(interpreted);
+    if (!fault.isObject) throw Failure(document_ + " is not JSON (" + fault.reason + "); " + remedy);
     throw Failure(document_ +
                   " is no settings document: it needs a schema for \"common\" and one for \"macos\" under "
                   "\"data\", \"eff_schema\"; give the service's reply as it came");
   }
   const Map sending = changesIn(sending_, "--sending");
   const Map patch = changesIn(patch_, "--patch");
-  return interpreted->effectiveTree({&sending, &patch});
+  return settings->effectiveTree({&sending, &patch});
 }
 
 }  // namespace qlczephra::tools

@@ -95,8 +95,4 @@ void refuseControlCharacters(const std::string& text, const char* what, const ch
   }
 }
 
-Map readJsonObject(const std::string& path, const std::string& remedy) {
-  return mapAtTop(json::read(readInput(path, remedy)), path, "JSON", remedy);
-}
-
 }  // namespace qlczephra::tools

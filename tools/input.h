@@ -22,7 +22,4 @@ namespace qlczephra::tools {
 // Misuse when `text`, which a message calls `what`, holds a control character, as something pasted may.
 void refuseControlCharacters(const std::string& text, const char* what, const char* remedy);
 
-// The object at the top of a JSON text.
-[[nodiscard]] Map readJsonObject(const std::string& path, const std::string& remedy);
-
 }  // namespace qlczephra::tools

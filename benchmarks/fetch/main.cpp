@@ -48,7 +48,7 @@ void addFetches(World& world, bool secure, std::size_t settings) {
     if (secure) continue;
     // How much of the difference is the document and not the way it came.
     add(row + name + "/bare handle and interpretation" + size, quantity, nothing, [pair] {
-      const Map tree = interpreted(pair->bare.get());
+      const Map tree = effectiveTreeOf(pair->bare.get());
       ::benchmark::DoNotOptimize(&tree);
     });
   }
@@ -96,7 +96,7 @@ void addMany(World& world, std::size_t settings) {
       for (std::size_t made = 0; made < managersAtOnce; ++made) managers.push_back(host.make());
       fetchAll(managers);
       bare.getAll();
-      const Map tree = interpreted(bare.firstBody());
+      const Map tree = effectiveTreeOf(bare.firstBody());
       for (const auto& manager : managers)
         require(manager->currentSettings() == tree, "the two got different documents");
     }

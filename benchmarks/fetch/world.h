@@ -9,18 +9,15 @@
 #include <fstream>
 #include <iterator>
 #include <map>
-#include <optional>
 #include <string>
 #include <system_error>
-#include <variant>
 
 #include "benchmarks/fetch/bare_handle.h"
 #include "benchmarks/fetch/host.h"
 #include "benchmarks/fetch/service_process.h"
 #include "benchmarks/support/documents.h"
+#include "benchmarks/support/effective_tree.h"
 #include "benchmarks/support/require.h"
-#include "document/settings_document.h"
-#include "platform/json/json.h"
 
 namespace qlczephra::bench {
 
@@ -59,16 +56,6 @@ class Bundle {
   const std::filesystem::path path_;
 };
 
-// The settings that a manager makes of a reply's body.
-inline Map interpreted(const std::string& body) {
-  const auto read = json::read(body);
-  const auto* value = std::get_if<Value>(&read);
-  const Map* map = value == nullptr ? nullptr : value->map();
-  const auto document = map == nullptr ? std::nullopt : document::SettingsDocument::interpret(*map);
-  require(document.has_value(), "what came is no settings document");
-  return document->effectiveTree({});
-}
-
 struct World {
   ServiceProcess service{allDocuments()};  // first: it forks
   Bundle bundle{service.authority()};
@@ -85,7 +72,7 @@ struct Pair {
         request(world.url(secure), productOf(settings), world.bundle.path()) {
     managers.push_back(host.make());
     fetchAll(managers);
-    require(manager().currentSettings() == interpreted(bare.get()), "the two did not get the same document");
+    require(manager().currentSettings() == effectiveTreeOf(bare.get()), "the two did not get the same document");
   }
 
   [[nodiscard]] QLCZephraManager& manager() const { return *managers.front(); }

@@ -10,13 +10,11 @@
 #include <string>
 #include <thread>
 #include <utility>
-#include <variant>
 #include <vector>
 
 #include "benchmarks/support/documents.h"
+#include "benchmarks/support/effective_tree.h"
 #include "benchmarks/support/require.h"
-#include "document/settings_document.h"
-#include "platform/json/json.h"
 #include "qlczephra/qlczephra.h"
 
 namespace qlczephra::bench {
@@ -57,15 +55,6 @@ class Host {
   const std::shared_ptr<NoURL> provider_ = std::make_shared<NoURL>();
   const std::shared_ptr<SilentDelegate> delegate_ = std::make_shared<SilentDelegate>();
 };
-
-Map treeOf(std::size_t settings) {
-  const auto read = json::read(documentOf(settings).text);
-  const auto* value = std::get_if<Value>(&read);
-  const Map* map = value == nullptr ? nullptr : value->map();
-  const auto document = map == nullptr ? std::nullopt : document::SettingsDocument::interpret(*map);
-  require(document.has_value(), "the document cannot be interpreted");
-  return document->effectiveTree({});
-}
 
 // In use, with what the allocator adds to each block.
 std::size_t heapBytes() {
@@ -121,7 +110,7 @@ void idleBytes(::benchmark::State& state) {
 // Once the workers have done what the setters gave them.
 void idleBytesInUse(::benchmark::State& state) {
   const Host host;
-  const Map tree = treeOf(documentSizes[0]);
+  const Map tree = effectiveTreeOf(documentOf(documentSizes[0]).text);
   const auto count = static_cast<std::size_t>(state.range(0));
   double bytes = 0;
   for (auto round : state) {

@@ -4,17 +4,14 @@
 
 #include "benchmarks/support/require.h"
 #include "document/settings_document.h"
-#include "platform/json/json.h"
 
 namespace qlczephra::bench {
 
 Map effectiveTreeOf(std::string_view document) {
-  const auto read = json::read(document);
-  const auto* value = std::get_if<Value>(&read);
-  require(value != nullptr && value->map() != nullptr, "the document is no JSON object");
-  const auto interpreted = document::SettingsDocument::interpret(*value->map());
-  require(interpreted.has_value(), "the document has no schema");
-  return interpreted->effectiveTree({});
+  const auto interpreted = document::SettingsDocument::interpret(document);
+  const auto* settings = std::get_if<document::SettingsDocument>(&interpreted);
+  require(settings != nullptr, "the text is no settings document");
+  return settings->effectiveTree({});
 }
 
 }  // namespace qlczephra::bench

@@ -18,6 +18,7 @@ namespace qlczephra {
 namespace platform {
 class Platform;
 }
+class ManagerCore;
 
 // What kept a request from getting an HTTP reply.
 enum class QLMError : std::uint8_t {
@@ -50,9 +51,8 @@ class QLCZEPHRA_EXPORT QLCNetworkRequest {
  public:
   // Takes the shared QLCPMCertificatesHandler::instance() as the authority on server certificates.
   QLCNetworkRequest();
-  // For the library's own use: as above, on the given platform, which must outlive the object. Completions that are not
-  // the host's code must not throw, and are not guarded like it.
-  explicit QLCNetworkRequest(platform::Platform& platform, bool completionsAreHostCode = true);
+  // For the library's own use: as above, on the given platform, which must outlive the object.
+  explicit QLCNetworkRequest(platform::Platform& platform);
   virtual ~QLCNetworkRequest();
   QLCNetworkRequest(const QLCNetworkRequest&) = delete;
   QLCNetworkRequest& operator=(const QLCNetworkRequest&) = delete;
@@ -73,8 +73,17 @@ class QLCZEPHRA_EXPORT QLCNetworkRequest {
                        const std::string& ccrToken, const std::optional<Map>& params, RequestCompletion completion);
 
  private:
+  friend class ManagerCore;
+  // The body as it came, whatever it is; empty without an HTTP reply.
+  using TextCompletion = std::function<void(const std::string& body, int status, std::optional<std::string> eTag,
+                                            std::optional<QLMError> error)>;
+  // As the two above, without decoding the body; `completion` must not throw.
+  void requestText(const std::string& url, const std::string& method, const HeaderMap& headers,
+                   const std::optional<Map>& params, TextCompletion completion);
+  void requestText(const std::string& url, const std::string& method, const HeaderMap& headers,
+                   const std::string& ccrToken, const std::optional<Map>& params, TextCompletion completion);
+
   platform::Platform& platform_;
-  const bool completionsAreHostCode_;
   const std::shared_ptr<QLCPMCertificatesHandler> pmCertificatesHandler_;
 };
 

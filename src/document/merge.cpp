@@ -15,35 +15,10 @@ namespace {
 // Levels that hardly anything exceeds; more are possible.
 constexpr std::size_t usualDepth = 8;
 
-// Every value as it comes, known to the tree or not.
-Map mergeDynamicGroup(const Map& values, const Map& children) {
-  Map::Builder merged(children);
-  for (auto value = values.begin(); value != values.end(); ++value) merged.setShared(value.sharedKey(), (*value).value);
-  return merged.build();
-}
-
 std::optional<bool> booleanFrom(const Value& value) {
   if (value.boolean()) return value.boolean();
   const std::optional<std::int64_t> number = value.wholeNumber();
   if (number == 0 || number == 1) return number == 1;
-  return std::nullopt;
-}
-
-// What a leaf holds once `value` was offered to it; none when it keeps what it has.
-std::optional<Value> accepted(const Value& current, const Value& value) {
-  switch (current.kind()) {
-    case Value::Kind::real:
-      return current.wholeNumber() ? std::optional(value) : std::nullopt;
-    case Value::Kind::integer:
-    case Value::Kind::string:
-    case Value::Kind::list:
-      return value;
-    case Value::Kind::boolean:
-      return booleanFrom(value);
-    case Value::Kind::map:
-    case Value::Kind::null:
-      return std::nullopt;
-  }
   return std::nullopt;
 }
 
@@ -134,7 +109,7 @@ class Merging {
   std::optional<Map> begin(const Map& values, const Map& node) {
     const Map* children = mapUnder(node, valueKey);
     if (children == nullptr) return node;
-    if (isTrueUnder(node, dynamicKey)) return nodes_.holding(mergeDynamicGroup(values, *children));
+    if (isTrueUnder(node, dynamicKey)) return nodes_.holding(withEveryValue(values, *children));
     if (isTrueUnder(node, readonlyKey)) return node;
     levels_.emplace_back(values, node, *children);
     return std::nullopt;
@@ -151,7 +126,7 @@ class Merging {
       if (current != nullptr && current->map() != nullptr && value->map() != nullptr) {
         return begin(*value->map(), *child);
       }
-      std::optional<Value> leaf = current == nullptr ? std::nullopt : accepted(*current, *value);
+      std::optional<Value> leaf = current == nullptr ? std::nullopt : acceptedByLeaf(*current, *value);
       if (!leaf || (isBare(*child) && isSame(*leaf, *current))) {
         level.keep();
       } else {
@@ -170,6 +145,29 @@ class Merging {
 };
 
 }  // namespace
+
+std::optional<Value> acceptedByLeaf(const Value& current, const Value& value) {
+  switch (current.kind()) {
+    case Value::Kind::real:
+      return current.wholeNumber() ? std::optional(value) : std::nullopt;
+    case Value::Kind::integer:
+    case Value::Kind::string:
+    case Value::Kind::list:
+      return value;
+    case Value::Kind::boolean:
+      return booleanFrom(value);
+    case Value::Kind::map:
+    case Value::Kind::null:
+      return std::nullopt;
+  }
+  return std::nullopt;
+}
+
+Map withEveryValue(const Map& values, const Map& children) {
+  Map::Builder merged(children);
+  for (auto value = values.begin(); value != values.end(); ++value) merged.setShared(value.sharedKey(), (*value).value);
+  return merged.build();
+}
 
 Map mergeValues(const Map& values, const Map& node) {
   return Merging().merge(values, node);

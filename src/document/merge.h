@@ -2,6 +2,8 @@
 // shared with them.
 #pragma once
 
+#include <optional>
+
 #include "qlczephra/value.h"
 
 namespace qlczephra::document {
@@ -13,6 +15,12 @@ namespace qlczephra::document {
 // holds a boolean takes booleans and the numbers 0 and 1 as booleans and nothing else; a leaf that holds anything else
 // (a real with a fraction, null) keeps it; groups and map leaves merge with maps only. Merged nodes carry "v" alone.
 [[nodiscard]] Map mergeValues(const Map& values, const Map& node);
+
+// What a leaf that holds `current` holds once `value` was offered to it; none when it keeps what it has.
+[[nodiscard]] std::optional<Value> acceptedByLeaf(const Value& current, const Value& value);
+
+// The children of a dynamic group once it took `values`: all of them as they come, known or not.
+[[nodiscard]] Map withEveryValue(const Map& values, const Map& children);
 
 // The union of two maps of raw values: `other` wins, except that two maps under one key are merged in turn.
 [[nodiscard]] Map deepMerging(const Map& base, const Map& other);

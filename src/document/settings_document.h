@@ -6,31 +6,36 @@
 #pragma once
 
 #include <initializer_list>
-#include <optional>
+#include <string>
+#include <string_view>
+#include <variant>
 
 #include "qlczephra/value.h"
 
 namespace qlczephra::document {
 
-// The nodes that the schema of a document gives, with its default values, and the service's values to lay over them.
+// Why a text gives no settings.
+struct NoSettings {
+  bool isObject = false;      // a JSON object, which lacks what a settings document has
+  std::string reason;         // for people, in lower case, without the text's content
+  bool exceedsLimit = false;  // a text that one of the limits refused
+};
+
+// The nodes that the schema of a document gives, with its default values and the service's values laid over them.
 // Making it needs no pending changes and therefore no lock.
 class SettingsDocument {
  public:
-  // None when the document has no schema for "common" or none for "macos"; "windows" may be missing.
-  [[nodiscard]] static std::optional<SettingsDocument> interpret(const Map& document);
+  // Reads a document's text, JSON as json::read() takes it. None when it has no schema for "common" or none for
+  // "macos"; "windows" may be missing.
+  [[nodiscard]] static std::variant<SettingsDocument, NoSettings> interpret(std::string_view text);
 
-  // The effective settings tree: for each section the service's values, and then the layers of local changes, lowest
-  // first, laid over the schema's defaults.
+  // The effective settings tree: for each section the layers of local changes, lowest first, laid over what the service
+  // says.
   [[nodiscard]] Map effectiveTree(std::initializer_list<const Map*> changes) const;
 
  private:
-  SettingsDocument(Map nodes, Map values) : nodes_(std::move(nodes)), values_(std::move(values)) {}
-  Map nodes_;   // root section to setting node
-  Map values_;  // root section to values
+  explicit SettingsDocument(Map tree) : tree_(std::move(tree)) {}
+  Map tree_;  // root section to setting node
 };
-
-// The setting node of a schema object: {"v": children, "ro": ..., "dynamic": true when so}; an empty map without
-// "properties".
-[[nodiscard]] Map parseObject(const Map& schema);
 
 }  // namespace qlczephra::document

@@ -26,7 +26,7 @@ ManagerCore::ManagerCore(std::shared_ptr<QLCAppInfo> appInfo,
       appInfo_(std::move(appInfo)),
       urlsProvider_(std::move(urlsProvider)),
       authDelegate_(authDelegate),
-      networkRequest_(platform, false),
+      networkRequest_(platform),
       statusHandling_(platform),
       currentSettings_(platform.workers()) {}
 

@@ -85,7 +85,7 @@ class ManagerCore : public ChangesSender, public std::enable_shared_from_this<Ma
 
   // ---- service calls
   // Applies a successful reply; what it returns becomes the result of the call.
-  using OnSuccess = std::function<ErrorRef(std::optional<Map> body, std::optional<std::string> eTag)>;
+  using OnSuccess = std::function<ErrorRef(const std::string& body, std::optional<std::string> eTag)>;
   // Goes on after a reply that does not end the call.
   using OnBadRequest = std::function<void(int status, Completion completion)>;
   // Repeats the call `delay` seconds later.
@@ -117,9 +117,9 @@ class ManagerCore : public ChangesSender, public std::enable_shared_from_this<Ma
   // Sends the request and acts on the status of the reply: ends the call, or lets it go on.
   void sendSettingsRequest(ServiceRequest request);
   // What a successful reply comes to. Memory that runs out ends the call with an error, not without one.
-  [[nodiscard]] ErrorRef applyReply(const ServiceRequest& request, std::optional<Map> body,
+  [[nodiscard]] ErrorRef applyReply(const ServiceRequest& request, const std::string& body,
                                     std::optional<std::string> eTag);
-  void handleReply(const ServiceRequest& request, std::optional<Map> body, int status, std::optional<std::string> eTag,
+  void handleReply(const ServiceRequest& request, const std::string& body, int status, std::optional<std::string> eTag,
                    std::optional<QLMError> error);
 
   // ---- fetch
@@ -128,7 +128,7 @@ class ManagerCore : public ChangesSender, public std::enable_shared_from_this<Ma
   void getSettings(const platform::Secret& ccrToken, Condition condition, Completion completion);
   void retryFetchSettings(const platform::Secret& ccrToken, Condition condition, Completion completion,
                           std::int64_t delay);
-  ErrorRef applyDocument(const std::optional<Map>& body, std::optional<std::string> eTag, PendingChanges& changes,
+  ErrorRef applyDocument(const std::string& body, std::optional<std::string> eTag, PendingChanges& changes,
                          const PendingChanges::Ticket& ticket);
   void acceptNotModified(const std::string& sentTag, const platform::Secret& ccrToken, Completion completion)
       QLCZ_EXCLUDES(fieldsMutex_);

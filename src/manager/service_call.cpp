@@ -41,29 +41,29 @@ std::string ManagerCore::serviceURL(std::string (QLCAppInfo::*operation)(const s
 
 void ManagerCore::sendSettingsRequest(ServiceRequest request) {
   auto shared = std::make_shared<const ServiceRequest>(std::move(request));
-  networkRequest_.request(
+  networkRequest_.requestText(
       shared->url, shared->type, shared->headers, shared->ccrToken.text(), shared->params,
-      [weak = weak(), log = log_, shared](std::optional<Map> body, int status, std::optional<std::string> eTag,
+      [weak = weak(), log = log_, shared](const std::string& body, int status, std::optional<std::string> eTag,
                                           std::optional<QLMError> error) {
         log.info("Zephra responded with status " + std::to_string(status));
         if (const auto core = weak.lock()) {
-          core->handleReply(*shared, std::move(body), status, std::move(eTag), error);
+          core->handleReply(*shared, body, status, std::move(eTag), error);
         }
       });
 }
 
-ErrorRef ManagerCore::applyReply(const ServiceRequest& request, std::optional<Map> body,
+ErrorRef ManagerCore::applyReply(const ServiceRequest& request, const std::string& body,
                                  std::optional<std::string> eTag) {
   if (!request.onSuccess) return nullptr;
   try {
-    return request.onSuccess(std::move(body), std::move(eTag));
+    return request.onSuccess(body, std::move(eTag));
   } catch (const std::exception&) {
     log_.process("qlczephra: a reply could not be applied for want of memory");
     return makeError(QLCZephraManager::ZephraErrorCode::invalidSettings);
   }
 }
 
-void ManagerCore::handleReply(const ServiceRequest& request, std::optional<Map> body, int status,
+void ManagerCore::handleReply(const ServiceRequest& request, const std::string& body, int status,
                               std::optional<std::string> eTag, std::optional<QLMError> error) {
   const ReplyMeaning meaning = statusHandling_.classify(status, error);
   switch (status) {
@@ -81,7 +81,7 @@ void ManagerCore::handleReply(const ServiceRequest& request, std::optional<Map> 
   }
   switch (meaning.next) {
     case ReplyMeaning::Next::success:
-      request.completion(applyReply(request, std::move(body), std::move(eTag)));
+      request.completion(applyReply(request, body, std::move(eTag)));
       return;
     case ReplyMeaning::Next::notModified:
       if (request.onNotModified) {

@@ -129,7 +129,7 @@ void ManagerCore::getSettings(const platform::Secret& ccrToken, Condition condit
         request.ccrToken = ccrToken;
         const auto changes = core->pendingChanges();
         request.onSuccess = [weak, changes, ticket = changes->takeTicket()](
-                                const std::optional<Map>& body, std::optional<std::string> eTag) -> ErrorRef {
+                                const std::string& body, std::optional<std::string> eTag) -> ErrorRef {
           const auto alive = weak.lock();
           return alive == nullptr ? nullptr : alive->applyDocument(body, std::move(eTag), *changes, *ticket);
         };
@@ -175,11 +175,16 @@ void ManagerCore::retryFetchSettings(const platform::Secret& ccrToken, Condition
                     });
 }
 
-ErrorRef ManagerCore::applyDocument(const std::optional<Map>& body, std::optional<std::string> eTag,
-                                    PendingChanges& changes, const PendingChanges::Ticket& ticket) {
-  if (!body) return nullptr;
-  const auto document = document::SettingsDocument::interpret(*body);
-  if (!document) return makeError(QLCZephraManager::ZephraErrorCode::invalidSettings);
+ErrorRef ManagerCore::applyDocument(const std::string& body, std::optional<std::string> eTag, PendingChanges& changes,
+                                    const PendingChanges::Ticket& ticket) {
+  const auto interpreted = document::SettingsDocument::interpret(body);
+  if (const auto* fault = std::get_if<document::NoSettings>(&interpreted)) {
+    // A body that is no JSON object is none, which is no failure. What the limits refused is worth a line, since nobody
+    // could tell otherwise why a whole reply had no effect.
+    if (fault->exceedsLimit) log_.process("QLMNetworkRequest: Error " + fault->reason);
+    return fault->isObject ? makeError(QLCZephraManager::ZephraErrorCode::invalidSettings) : nullptr;
+  }
+  const auto& document = std::get<document::SettingsDocument>(interpreted);
   eTag = sendableTag(std::move(eTag));
 
   const auto path = localFilePath();
@@ -188,7 +193,7 @@ ErrorRef ManagerCore::applyDocument(const std::optional<Map>& body, std::optiona
     // published here.
     const platform::MutexLock lock(changes.patchLock());
     const PendingChanges::Layers layers = changes.layers(ticket);
-    const Map tree = document->effectiveTree({&layers.confirmed, &layers.sending, &layers.patch});
+    const Map tree = document.effectiveTree({&layers.confirmed, &layers.sending, &layers.patch});
     const std::optional<Map> before = currentSettings_.tree();
     currentSettings_.publish(tree);
     {

@@ -108,7 +108,7 @@ void ManagerCore::patchSettings(const WeakUpload& weakUpload, const platform::Se
         request.headers = headers;
         request.ccrToken = ccrToken;
         request.params = Map{{"values", upload->values}};
-        request.onSuccess = [weak](const std::optional<Map>&, std::optional<std::string> eTag) -> ErrorRef {
+        request.onSuccess = [weak](const std::string&, std::optional<std::string> eTag) -> ErrorRef {
           if (const auto alive = weak.lock()) {
             const platform::MutexLock lock(alive->fieldsMutex_);
             alive->newestTag_ = sendableTag(std::move(eTag));

@@ -51,18 +51,17 @@ std::optional<Map> decodeBody(platform::Platform& platform, const std::string& b
   return std::nullopt;
 }
 
-// `completion`, guarded as host code.
-RequestCompletion guarded(platform::Platform& platform, RequestCompletion completion) {
-  return [&platform, completion = std::move(completion)](
-             std::optional<Map> body, int status, std::optional<std::string> eTag, std::optional<QLMError> error) {
-    platform::callHost(platform, "a request completion",
-                       [&] { completion(std::move(body), status, std::move(eTag), error); });
-  };
+// The header fields of a call with a token and without header fields of its own in their place.
+HeaderMap withToken(HeaderMap headers, const std::string& ccrToken) {
+  headers.emplace("Authorization", "Bearer " + ccrToken);
+  headers.emplace("Content-Type", "application/json");
+  return headers;
 }
 
-void handleOutcome(platform::Platform& platform, const HttpOutcome& outcome, const RequestCompletion& complete) {
+template <typename TextCompletion>
+void handleOutcome(platform::Platform& platform, const HttpOutcome& outcome, const TextCompletion& complete) {
   if (!outcome.head) {
-    complete(std::nullopt, 0, std::nullopt, QLMError::networkError);
+    complete({}, 0, std::nullopt, QLMError::networkError);
     platform.log().process("QLMNetworkRequest: Error " + outcome.failure.value_or("unknown") +
                            " Unexpected response type.");
     return;
@@ -72,16 +71,15 @@ void handleOutcome(platform::Platform& platform, const HttpOutcome& outcome, con
   const std::string transactionText = transaction == nullptr ? "unknown" : *transaction;
   if (outcome.failure) {
     platform.log().process("QLMNetworkRequest: Error " + *outcome.failure + " Transaction " + transactionText);
-    complete(std::nullopt, head.status, std::nullopt, QLMError::networkError);
+    complete({}, head.status, std::nullopt, QLMError::networkError);
     return;
   }
-  std::optional<Map> body = decodeBody(platform, outcome.body);
   const std::string* eTag = headerValue(head.headers, "Etag");
   if (head.status < 200 || head.status > 299) {
     platform.log().process("QLMNetworkRequest: Status " + std::to_string(head.status) + " Transaction " +
                            transactionText);
   }
-  complete(std::move(body), head.status, eTag == nullptr ? std::nullopt : std::optional(*eTag), std::nullopt);
+  complete(outcome.body, head.status, eTag == nullptr ? std::nullopt : std::optional(*eTag), std::nullopt);
 }
 
 }  // namespace
@@ -93,36 +91,48 @@ bool HeaderNameLess::operator()(std::string_view left, std::string_view right) c
 
 QLCNetworkRequest::QLCNetworkRequest() : QLCNetworkRequest(platform::nativePlatform()) {}
 
-QLCNetworkRequest::QLCNetworkRequest(platform::Platform& platform, bool completionsAreHostCode)
-    : platform_(platform),
-      completionsAreHostCode_(completionsAreHostCode),
-      pmCertificatesHandler_(QLCPMCertificatesHandler::instance()) {}
+QLCNetworkRequest::QLCNetworkRequest(platform::Platform& platform)
+    : platform_(platform), pmCertificatesHandler_(QLCPMCertificatesHandler::instance()) {}
 
 QLCNetworkRequest::~QLCNetworkRequest() = default;
 
 void QLCNetworkRequest::request(const std::string& url, const std::string& method,
                                 const std::optional<HeaderMap>& headers, const std::string& ccrToken,
                                 const std::optional<Map>& params, RequestCompletion completion) {
-  HeaderMap merged;
-  if (headers) merged = *headers;
-  merged.emplace("Authorization", "Bearer " + ccrToken);
-  merged.emplace("Content-Type", "application/json");
+  HeaderMap merged = withToken(headers.value_or(HeaderMap()), ccrToken);
   request(url, method, merged, params, std::move(completion));
   for (auto& field : merged) platform::wipe(field.second);
 }
 
 void QLCNetworkRequest::request(const std::string& url, const std::string& method, const HeaderMap& headers,
                                 const std::optional<Map>& params, RequestCompletion completion) {
-  if (completionsAreHostCode_) completion = guarded(platform_, std::move(completion));
+  requestText(url, method, headers, params,
+              [&platform = platform_, completion = std::move(completion)](
+                  const std::string& text, int status, std::optional<std::string> eTag, std::optional<QLMError> error) {
+                std::optional<Map> body = decodeBody(platform, text);
+                platform::callHost(platform, "a request completion",
+                                   [&] { completion(std::move(body), status, std::move(eTag), error); });
+              });
+}
+
+void QLCNetworkRequest::requestText(const std::string& url, const std::string& method, const HeaderMap& headers,
+                                    const std::string& ccrToken, const std::optional<Map>& params,
+                                    TextCompletion completion) {
+  HeaderMap merged = withToken(headers, ccrToken);
+  requestText(url, method, merged, params, std::move(completion));
+  for (auto& field : merged) platform::wipe(field.second);
+}
+
+void QLCNetworkRequest::requestText(const std::string& url, const std::string& method, const HeaderMap& headers,
+                                    const std::optional<Map>& params, TextCompletion completion) {
   const bool isPatch = method == "PATCH";
   if (isPatch && !params) {
-    completion(std::nullopt, 0, std::nullopt, QLMError::noParams);
+    completion({}, 0, std::nullopt, QLMError::noParams);
     return;
   }
   if (const char* reason = whyNotSendable(url, method, headers)) {
     platform_.log().process(std::string("QLMNetworkRequest: Error Not sent: ") + reason);
-    platform_.workers().post(
-        [completion = std::move(completion)] { completion(std::nullopt, 0, std::nullopt, std::nullopt); });
+    platform_.workers().post([completion = std::move(completion)] { completion({}, 0, std::nullopt, std::nullopt); });
     return;
   }
 

@@ -7,6 +7,7 @@
 #include <new>
 #include <stdexcept>
 
+#include "value/key_order.h"
 #include "value/short_copy.h"
 
 namespace qlczephra {
@@ -302,48 +303,6 @@ class Map::Probe {
     return first;
   }
 
-  // The order of two stored keys.
-  [[nodiscard]] static bool isBefore(const Slot& left, const Slot& right) noexcept {
-    if (left.key.tag() != Value::Tag::inlineString || right.key.tag() != Value::Tag::inlineString) {
-      return *left.key.string() < *right.key.string();
-    }
-    const auto* leftBytes = reinterpret_cast<const unsigned char*>(&left.key);
-    const auto* rightBytes = reinterpret_cast<const unsigned char*>(&right.key);
-    const std::uint64_t leftHigh = wordAt(leftBytes);
-    const std::uint64_t rightHigh = wordAt(rightBytes);
-    if (leftHigh != rightHigh) return leftHigh < rightHigh;
-    return wordAt(leftBytes + 8) < wordAt(rightBytes + 8);
-  }
-
-  // Ascending, and no two are equal.
-  [[nodiscard]] static bool isAscending(const std::vector<Slot>& slots) noexcept {
-    for (std::size_t i = 1; i < slots.size(); ++i) {
-      if (!isBefore(slots[i - 1], slots[i])) return false;
-    }
-    return true;
-  }
-
-  static void sortAndKeepLast(std::vector<Slot>& slots) {
-    constexpr std::size_t few = 32;
-    if (slots.size() <= few) {
-      // In place; std::stable_sort would ask for memory.
-      for (Slot *const first = slots.data(), *next = first + 1; next != first + slots.size(); ++next) {
-        Slot* const place = std::upper_bound(first, next, *next, isBefore);
-        if (place == next) continue;
-        unsigned char moved[sizeof(Slot)];
-        std::memcpy(moved, static_cast<const void*>(next), sizeof moved);
-        std::memmove(static_cast<void*>(place + 1), static_cast<const void*>(place),
-                     static_cast<std::size_t>(next - place) * sizeof(Slot));
-        std::memcpy(static_cast<void*>(place), moved, sizeof moved);
-      }
-    } else {
-      std::stable_sort(slots.begin(), slots.end(), isBefore);
-    }
-    // Walking backwards, the first seen of a run of equal keys is kept.
-    const auto equal = [](const Slot& left, const Slot& right) { return left.key == right.key; };
-    slots.erase(slots.begin(), std::unique(slots.rbegin(), slots.rend(), equal).base());
-  }
-
  private:
   static std::uint64_t wordAt(const unsigned char* bytes) noexcept {
     std::uint64_t word = 0;
@@ -415,7 +374,7 @@ bool operator==(const Map& left, const Map& right) noexcept {
 Map::Builder::Builder(const Map& base) : slots_(base.slots(), base.slots() + base.size()) {}
 
 Map Map::Builder::build() {
-  if (!Probe::isAscending(slots_)) Probe::sortAndKeepLast(slots_);
+  sortAndKeepLast(slots_, 0, &Slot::key);
   Map result;
   if (!slots_.empty()) {
     std::uint32_t nesting = 1;

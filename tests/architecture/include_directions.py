@@ -18,7 +18,7 @@ ARROWS = {
     "src/platform/plist": {"src/value", "value.h"},
     "src/platform/native": {"src/platform", "src/platform/json", "src/platform/plist", "src/value", "include"},
     "src/transport": {"src/platform", "src/platform/json", "src/value", "include"},
-    "src/document": {"src/value", "value.h"},
+    "src/document": {"src/platform/json", "src/value", "value.h"},
     "src/policy/records": {"include"},
     "src/policy": {"src/policy/records", "src/document", "src/value", "include"},
     "src/manager": {"src/transport", "src/platform", "src/platform/json", "src/platform/plist", "src/document",

@@ -6,6 +6,7 @@ namespace qlczephra::policy {
 namespace {
 
 using test::expectRecords;
+using test::interpreted;
 using test::mapFromJson;
 using test::shownView;
 using test::treeFor;
@@ -118,7 +119,7 @@ TEST(PolicyViews, ContentCategories) {
 }
 
 TEST(PolicyViews, RawMembersOfADynamicGroupAreNoCategoriesButPartOfAFlattenedGroup) {
-  const auto document = document::SettingsDocument::interpret(mapFromJson(R"({"data": {
+  const auto document = interpreted(R"({"data": {
     "eff_schema": {
       "common": {"properties": {"content": {"properties": {
         "enabled": {"type": "boolean", "default": true},
@@ -130,7 +131,7 @@ TEST(PolicyViews, RawMembersOfADynamicGroupAreNoCategoriesButPartOfAFlattenedGro
           "frequency": {"type": "string", "default": "weekly"},
           "weekly_frequency": {"properties": {"friday": {"type": "boolean", "default": true}}, "dynamic": true}}}}}}}},
     "values": {"common": {"content": {"allowed_categories": {"games": false, "odd": {"v": true}}}},
-               "macos": {"scheduled_scanning": {"scan_frequency": {"weekly_frequency": {"monday": true}}}}}}})"));
+               "macos": {"scheduled_scanning": {"scan_frequency": {"weekly_frequency": {"monday": true}}}}}}})");
   ASSERT_TRUE(document);
   const Map tree = document->effectiveTree({});
   EXPECT_EQ(shownView(contentCategories, tree),

@@ -3,8 +3,8 @@
 
 #include <string_view>
 
-#include "document/settings_document.h"
 #include "tests/support/json_literal.h"
+#include "tests/support/settings_document.h"
 
 namespace qlczephra::test {
 
@@ -36,7 +36,7 @@ inline Map treeFor(std::string_view settings) {
     schemas.set(section, schemaFor(value == nullptr ? Value(Map()) : *value));
   }
   const Map document{{"data", Map{{"eff_schema", schemas.build()}, {"values", values}}}};
-  return document::SettingsDocument::interpret(document)->effectiveTree({});
+  return interpreted(document)->effectiveTree({});
 }
 
 }  // namespace qlczephra::test

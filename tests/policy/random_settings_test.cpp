@@ -10,12 +10,14 @@
 #include "tests/policy/plain_reading.h"
 #include "tests/policy/plain_views.h"
 #include "tests/policy/view_cases.h"
+#include "tests/support/settings_document.h"
 
 namespace qlczephra::policy {
 namespace {
 
 using test::Damage;
 using test::flatAt;
+using test::interpreted;
 using test::isString;
 using test::isTrue;
 using test::mapFromJson;
@@ -105,11 +107,11 @@ class Sample {
     for (const auto [section, schema] : *mapIn(data, "eff_schema")) schemas.set(section, schemaDamage.on(schema));
     const Map& values = *mapIn(data, "values");
     const Map damaged{{"data", Map{{"eff_schema", schemas.build()}, {"values", valuesDamage.on(values)}}}};
-    const auto interpreted = document::SettingsDocument::interpret(damaged);
-    if (!interpreted) return std::nullopt;
+    const auto document = interpreted(damaged);
+    if (!document) return std::nullopt;
     const Map sending = changesDamage.on(values);
     const Map patch = seed % 3 == 0 ? changesDamage.on(values) : Map();
-    const Map tree = interpreted->effectiveTree({&sending, &patch});
+    const Map tree = document->effectiveTree({&sending, &patch});
     // What a damaged settings file may bring back.
     return seed % 4 == 0 ? Damage(seed * 4 + 3, rates[seed / 4 % 5]).on(tree) : tree;
   }

@@ -7,13 +7,13 @@
 
 #include "document/merge.h"
 #include "document/patch_map.h"
-#include "document/settings_document.h"
 #include "document/tree_walk.h"
 #include "platform/json/json.h"
 #include "platform/plist/plist.h"
 #include "tests/support/manager_world.h"
 #include "tests/support/nested_text.h"
 #include "tests/support/sanitizers.h"
+#include "tests/support/settings_document.h"
 #include "value/extent.h"
 #include "value/limits.h"
 
@@ -87,7 +87,7 @@ TEST_F(SmallStack, InterpretingMergingAndFlattening) {
     const Map document{{"data", Map{{"eff_schema", Map{{"common", schema}, {"macos", Map()}}}}}};
     ASSERT_LE(document.nesting(), limits::documentNesting);
     const Map layer{{"common", deepMap(groups, 2)}};
-    const Map tree = document::SettingsDocument::interpret(document)->effectiveTree({&layer, &layer});
+    const Map tree = test::interpreted(document)->effectiveTree({&layer, &layer});
     EXPECT_EQ(document::flattened(tree), layer.with("macos", Map()));
   });
 }

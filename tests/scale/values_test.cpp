@@ -7,11 +7,11 @@
 
 #include "document/merge.h"
 #include "document/patch_map.h"
-#include "document/settings_document.h"
 #include "document/tree_walk.h"
 #include "platform/json/json.h"
 #include "platform/plist/plist.h"
 #include "tests/scale/measure.h"
+#include "tests/support/settings_document.h"
 #include "value/extent.h"
 
 namespace qlczephra::test {
@@ -74,7 +74,7 @@ Map documentOf(Shape shape, std::size_t bytes) {
 }
 
 Map treeOf(Shape shape, std::size_t bytes) {
-  return document::SettingsDocument::interpret(documentOf(shape, bytes))->effectiveTree({});
+  return test::interpreted(documentOf(shape, bytes))->effectiveTree({});
 }
 
 // Keeps what an action makes until the next begins, so that its end is not measured.
@@ -92,8 +92,8 @@ void expectLinearFor(const char* what, const std::function<Action(Shape shape, s
 
 TEST(LinearValues, InterpretingAndMerging) {
   expectLinearFor("a document with three layers", [](Shape shape, std::size_t bytes) {
-    return keeping<Map>([document = documentOf(shape, bytes), layer = valuesOf(shape, bytes, 2)] {
-      return document::SettingsDocument::interpret(document)->effectiveTree({&layer, &layer, &layer});
+    return keeping<Map>([document = json::write(documentOf(shape, bytes)).value(), layer = valuesOf(shape, bytes, 2)] {
+      return test::interpreted(document)->effectiveTree({&layer, &layer, &layer});
     });
   });
 }

@@ -4,11 +4,13 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/json_literal.h"
+#include "tests/support/settings_document.h"
 
 namespace qlczephra::document {
 namespace {
 
 using test::fromJson;
+using test::interpreted;
 using test::mapFromJson;
 
 TEST(SettingsDocument, NeedsASchemaForCommonAndMacos) {
@@ -39,10 +41,10 @@ TEST(SettingsDocument, NeedsASchemaForCommonAndMacos) {
        R"({"common": {"v": {}, "ro": false}, "macos": {}})"},
   };
   for (const auto& [document, tree] : cases) {
-    const auto interpreted = SettingsDocument::interpret(mapFromJson(document));
-    ASSERT_EQ(interpreted.has_value(), tree != nullptr) << document;
-    if (interpreted) {
-      EXPECT_EQ(interpreted->effectiveTree({}), mapFromJson(tree)) << document;
+    const auto settings = interpreted(document);
+    ASSERT_EQ(settings.has_value(), tree != nullptr) << document;
+    if (settings) {
+      EXPECT_EQ(settings->effectiveTree({}), mapFromJson(tree)) << document;
     }
   }
 }
@@ -93,13 +95,16 @@ TEST(SettingsDocument, SchemaLeavesBecomeNodesOrPlaceholders) {
       {R"({"properties": 5, "type": "string", "default": "s"})", R"({"v": "s", "ro": false})"},
   };
   for (const auto& [schema, node] : cases) {
-    const Map section{{"properties", Map{{"x", fromJson(schema)}}}};
-    EXPECT_EQ(parseObject(section), (Map{{"ro", false}, {"v", Map{{"x", fromJson(node)}}}})) << schema;
+    const std::string section = std::string(R"({"properties": {"x": )") + schema + "}}";
+    const auto document = interpreted(R"({"data": {"eff_schema": {"common": {}, "macos": )" + section + "}}}");
+    ASSERT_TRUE(document) << schema;
+    const Map tree{{"common", Map()}, {"macos", Map{{"ro", false}, {"v", Map{{"x", fromJson(node)}}}}}};
+    EXPECT_EQ(document->effectiveTree({}), tree) << schema;
   }
 }
 
 TEST(SettingsDocument, LayersLieOverEachOtherInOrder) {
-  const auto document = SettingsDocument::interpret(mapFromJson(R"({"data": {
+  const auto document = interpreted(R"({"data": {
     "eff_schema": {
       "common": {"properties": {
         "a": {"type": "integer", "default": 0}, "b": {"type": "integer", "default": 0},
@@ -107,7 +112,7 @@ TEST(SettingsDocument, LayersLieOverEachOtherInOrder) {
         "locked": {"type": "integer", "default": 0, "readonly": true}, "broken": {"type": "integer", "default": "x"},
         "on": {"type": "boolean", "default": false}}},
       "macos": {"properties": {"a": {"type": "integer", "default": 0}}}},
-    "values": {"common": {"b": 1, "c": 1, "d": 1, "locked": 1, "broken": 1, "unknown": 1, "on": 1}}}})"));
+    "values": {"common": {"b": 1, "c": 1, "d": 1, "locked": 1, "broken": 1, "unknown": 1, "on": 1}}}})");
   const Map sending =
       mapFromJson(R"({"common": {"c": 2, "d": 2, "locked": 2}, "macos": {"a": 2}, "windows": {"a": 2}})");
   const Map patch = mapFromJson(R"({"common": {"d": 3, "on": "maybe"}, "macos": 3})");

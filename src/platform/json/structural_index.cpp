@@ -34,6 +34,10 @@ StructuralIndex::StructuralIndex(std::string_view text) {
     error_ = reasonFor(simdjson::EMPTY);
     return;
   }
+  if (text.starts_with("\xEF\xBB\xBF")) {
+    error_ = "a byte order mark";
+    return;
+  }
   const simdjson::implementation* implementation = simdjson::get_active_implementation();
   // The one for processors without vector instructions reads beyond the end; the others take the last block apart.
   std::string padded;

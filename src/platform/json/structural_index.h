@@ -12,8 +12,8 @@ namespace qlczephra::json {
 
 class StructuralIndex {
  public:
-  // Checks that `text` is UTF-8 and that every string is closed and free of raw control characters. The text needs no
-  // padding and must outlive the index.
+  // Checks that `text` is UTF-8 without a byte order mark and that every string is closed and free of raw control
+  // characters. The text needs no padding and must outlive the index.
   explicit StructuralIndex(std::string_view text);
 
   // Why the text is no JSON, in lower case; null when these checks found nothing.
