@@ -20,11 +20,20 @@ void* operator new(std::size_t size) {
   held += sizeOf(memory);
   return memory;
 }
+void* operator new(std::size_t size, std::align_val_t alignment) {
+  void* const memory = std::aligned_alloc(static_cast<std::size_t>(alignment), size);
+  if (memory == nullptr) throw std::bad_alloc();
+  held += sizeOf(memory);
+  return memory;
+}
 void operator delete(void* memory) noexcept {
   if (memory != nullptr) held -= sizeOf(memory);
   std::free(memory);
 }
 void operator delete(void* memory, std::size_t) noexcept {
+  operator delete(memory);
+}
+void operator delete(void* memory, std::align_val_t) noexcept {
   operator delete(memory);
 }
 

@@ -40,6 +40,7 @@
 namespace qlczephra {
 
 class Value;
+class MapMaker;
 
 namespace detail {
 
@@ -168,6 +169,7 @@ class QLCZEPHRA_EXPORT Map {
 
  private:
   friend class Value;
+  friend class MapMaker;
   friend struct detail::Disposal;
   struct Slot;
   class Probe;

@@ -1,4 +1,4 @@
-// Reads the text of a settings document in one pass: schemas are taken apart while they are read, values stay values.
+// Reads the text of a settings document: the schemas of its root sections, and what its values offer to them.
 #pragma once
 
 #include <array>
@@ -6,14 +6,13 @@
 #include <cstdint>
 #include <optional>
 #include <string_view>
-#include <vector>
 
 #include "document/schema.h"
+#include "document/schema_reader.h"
+#include "document/values_reader.h"
 #include "platform/json/structural_index.h"
 #include "platform/json/token_reader.h"
 #include "platform/json/value_reader.h"
-#include "qlczephra/value.h"
-#include "value/key_cache.h"
 
 namespace qlczephra::document {
 
@@ -28,51 +27,38 @@ inline constexpr std::array<SectionName, 3> sectionNames = {{{"common", true}, {
 struct DocumentContent {
   Schema schema;
   std::array<std::optional<PropertySchema>, sectionNames.size()> sections;  // as sectionNames
-  Map values;                                                               // root section to values
+  std::uint32_t visit = 0;  // in which values were offered to the sections
+
+  // Null for what is no root section.
+  [[nodiscard]] std::optional<PropertySchema>* section(std::string_view name) noexcept {
+    for (std::size_t i = 0; i < sectionNames.size(); ++i) {
+      if (sectionNames[i].name == name) return &sections[i];
+    }
+    return nullptr;
+  }
 };
 
 // For one text and one call of read().
 class DocumentReader {
  public:
   // `index` is that of `text` and without an error; both outlive the reader.
-  DocumentReader(std::string_view text, const json::StructuralIndex& index) : tokens_(text, index), values_(tokens_) {}
+  DocumentReader(std::string_view text, const json::StructuralIndex& index)
+      : tokens_(text, index), values_(tokens_), schemaReader_(tokens_, values_), valuesReader_(tokens_, values_) {}
 
   // False, and the tokens' error(), when the text is no JSON object or beyond the limits.
   [[nodiscard]] bool read(DocumentContent& content);
   [[nodiscard]] const json::TokenReader& tokens() const noexcept { return tokens_; }
 
  private:
-  enum class Type : std::uint8_t { unknown, object, integer, string, boolean, array };
-
-  // A map of the text that is open.
-  struct Level {
-    enum class Map : std::uint8_t { schema, properties };
-    Map map;
-    PropertySchema property;  // of a schema
-    Type type;                // of a schema
-    std::size_t before;       // how many properties of groups around it were found before
-  };
-
-  template <typename Member>
-  bool readMembers(Member member);
-  bool failAtComma();
   bool readData();
   bool readSchemas();
-  bool readSection(std::optional<PropertySchema>& section);
-  bool readMember(bool& opened);
-  bool readType(Type& type);
-  bool readFlag(bool& flag);
-  [[nodiscard]] std::size_t depth() const noexcept;
-  bool open(Level::Map map, PropertySchema property);
-  bool close(std::optional<PropertySchema>& section);
-  static bool takesDefault(Type type, Value& byDefault);
+  bool readValues();
 
   json::TokenReader tokens_;
   json::ValueReader values_;
-  KeyCache names_;
-  DocumentContent* content_ = nullptr;
-  std::vector<Level> levels_;
-  std::vector<PropertySchema> found_;  // of the groups that are open, the innermost last
+  SchemaReader schemaReader_;
+  ValuesReader valuesReader_;
+  DocumentContent content_;
 };
 
 }  // namespace qlczephra::document

@@ -1,4 +1,4 @@
-// From what a schema says to setting nodes, with the service's values laid over them on the way.
+// From what a schema says to setting nodes, with what the service offers laid over them on the way.
 #pragma once
 
 #include "document/schema.h"
@@ -7,8 +7,8 @@
 namespace qlczephra::document {
 
 // The node of a section: an empty map when its schema has no properties, otherwise {"v": children, "ro": ...,
-// "dynamic": true when so}, as mergeValues() makes it of `values` unless these are null. The defaults in `schema` move
-// to the nodes.
-[[nodiscard]] Map effectiveNodes(Schema& schema, const PropertySchema& section, const Map* values);
+// "dynamic": true when so}, with the values that it was offered, if it was, laid over as mergeValues() does. What the
+// nodes hold moves out of `schema`.
+[[nodiscard]] Map effectiveNodes(Schema& schema, const PropertySchema& section, bool isOffered);
 
 }  // namespace qlczephra::document

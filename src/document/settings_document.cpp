@@ -9,10 +9,12 @@
 #include "document/merge.h"
 #include "document/setting_node.h"
 #include "platform/json/structural_index.h"
+#include "value/block_arena.h"
 
 namespace qlczephra::document {
 
 std::variant<SettingsDocument, NoSettings> SettingsDocument::interpret(std::string_view text) {
+  const BlockArena arena;
   DocumentContent content;
   {
     const json::StructuralIndex index(text);
@@ -26,8 +28,8 @@ std::variant<SettingsDocument, NoSettings> SettingsDocument::interpret(std::stri
   Map::Builder tree;
   for (std::size_t i = 0; i < sectionNames.size(); ++i) {
     const auto& [name, isRequired] = sectionNames[i];
-    if (content.sections[i]) {
-      tree.set(name, effectiveNodes(content.schema, *content.sections[i], mapUnder(content.values, name)));
+    if (const auto& section = content.sections[i]) {
+      tree.set(name, effectiveNodes(content.schema, *section, section->isOfferedIn(content.visit)));
     } else if (isRequired) {
       return NoSettings{true, "no schema for \"" + std::string(name) + '"'};
     }

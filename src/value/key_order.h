@@ -6,60 +6,103 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <string_view>
 #include <vector>
 
 #include "qlczephra/value.h"
+#include "value/short_copy.h"
 
 namespace qlczephra {
 
 inline constexpr std::size_t longestInlineKey = 15;
 
-// A short key as two numbers, which order and equal as the key does: it stands in its Value padded with zeros and
-// followed by its length, so that two loads compare it whole.
+// The first 15 bytes of a key as two numbers, the last byte telling how many there are: so most keys are told apart by
+// two loads each.
 struct KeyWords {
+  // A short key stands in its Value, padded with zeros; a long one has more than is taken.
   explicit KeyWords(const Value& key) noexcept {
-    std::memcpy(this, static_cast<const void*>(&key), sizeof key);
+    const std::string_view text = *key.string();
+    take(text.data());
+    setLength(text.size());
+  }
+  explicit KeyWords(std::string_view key) noexcept {
+    char bytes[2 * sizeof(std::uint64_t)] = {};
+    if (key.size() > longestInlineKey) {
+      std::memcpy(bytes, key.data(), longestInlineKey);
+    } else {
+      copyShort(key.data(), key.size(), bytes);
+    }
+    take(bytes);
+    setLength(key.size());
+  }
+
+  // Below 0 when this one comes first. 0 tells that the keys are equal, unless they are long.
+  [[nodiscard]] int compare(const KeyWords& other) const noexcept {
+    if (high != other.high) return high < other.high ? -1 : 1;
+    return low == other.low ? 0 : low < other.low ? -1 : 1;
+  }
+  [[nodiscard]] bool isLong() const noexcept { return (low & 0xFFU) > longestInlineKey; }
+
+  std::uint64_t high;
+  std::uint64_t low;
+
+ private:
+  void take(const char* bytes) noexcept {
+    std::memcpy(this, bytes, sizeof *this);
     if constexpr (std::endian::native == std::endian::little) {
       high = __builtin_bswap64(high);
       low = __builtin_bswap64(low);
     }
   }
-  std::uint64_t high;
-  std::uint64_t low;
+  // A key that goes on behind the first 15 bytes comes after one that ends there.
+  void setLength(std::size_t length) noexcept {
+    low = (low & ~std::uint64_t{0xFF}) | std::min(length, longestInlineKey + 1);
+  }
 };
 static_assert(sizeof(KeyWords) == sizeof(Value));
 
 // Below 0 when `left` comes first, 0 when they are equal. Both are strings.
 [[nodiscard]] inline int compareKeys(const Value& left, const Value& right) noexcept {
-  const std::string_view leftText = *left.string();
-  const std::string_view rightText = *right.string();
-  if (leftText.size() > longestInlineKey || rightText.size() > longestInlineKey) return leftText.compare(rightText);
-  const KeyWords one(left);
-  const KeyWords other(right);
-  if (one.high != other.high) return one.high < other.high ? -1 : 1;
-  return one.low == other.low ? 0 : one.low < other.low ? -1 : 1;
+  const KeyWords words(left);
+  const int order = words.compare(KeyWords(right));
+  return order != 0 || !words.isLong() ? order : left.string()->compare(*right.string());
 }
 
-// Sorts elements by their `key`; of those with equal keys the last stays. An element may change its place by its bytes.
-template <typename Element>
-void sortAndKeepLast(std::vector<Element>& elements, std::size_t first, Value Element::*key) {
-  const auto isBefore = [key](const Element& left, const Element& right) {
-    return compareKeys(left.*key, right.*key) < 0;
-  };
-  Element* const begin = elements.data() + first;
-  Element* const end = elements.data() + elements.size();
-  const auto isAscending = [&] {
+// A key that is looked for.
+class KeyProbe {
+ public:
+  explicit KeyProbe(std::string_view key) noexcept : key_(key), words_(key) {}
+
+  // Below 0 when `stored`, a string, comes before this key, 0 when it is this key.
+  [[nodiscard]] int order(const Value& stored) const noexcept {
+    const int order = KeyWords(stored).compare(words_);
+    return order != 0 || !words_.isLong() ? order : stored.string()->compare(key_);
+  }
+
+ private:
+  std::string_view key_;
+  KeyWords words_;
+};
+
+// Sorts elements by `order`, which is below 0 when the first of two comes first and 0 when they are equal; of equal
+// ones the last stays. An element may change its place by its bytes.
+template <typename Element, typename Order>
+void sortAndKeepLast(std::vector<Element>& elements, Order order) {
+  Element* const begin = elements.data();
+  Element* const end = begin + elements.size();
+  const auto isSorted = [&] {
     for (const Element* next = begin + 1; next < end; ++next) {
-      if (!isBefore(next[-1], *next)) return false;
+      if (order(next[-1], *next) >= 0) return false;
     }
     return true;
   };
-  if (isAscending()) return;
+  if (isSorted()) return;
   constexpr std::ptrdiff_t few = 32;
   if (end - begin <= few) {
     // In place; std::stable_sort would ask for memory.
     for (Element* next = begin + 1; next != end; ++next) {
-      Element* const place = std::upper_bound(begin, next, *next, isBefore);
+      Element* place = next;
+      while (place != begin && order(*next, place[-1]) < 0) --place;
       if (place == next) continue;
       unsigned char moved[sizeof(Element)];
       std::memcpy(moved, static_cast<const void*>(next), sizeof moved);
@@ -68,12 +111,11 @@ void sortAndKeepLast(std::vector<Element>& elements, std::size_t first, Value El
       std::memcpy(static_cast<void*>(place), moved, sizeof moved);
     }
   } else {
-    std::stable_sort(begin, end, isBefore);
+    std::stable_sort(begin, end, [&](const Element& left, const Element& right) { return order(left, right) < 0; });
   }
-  // Walking backwards, the first seen of a run of equal keys is kept.
-  const auto isEqual = [key](const Element& left, const Element& right) { return left.*key == right.*key; };
-  const auto from = elements.begin() + static_cast<std::ptrdiff_t>(first);
-  elements.erase(from, std::unique(elements.rbegin(), std::reverse_iterator(from), isEqual).base());
+  // Walking backwards, the first seen of a run of equal ones is kept.
+  const auto isEqual = [&](const Element& left, const Element& right) { return order(left, right) == 0; };
+  elements.erase(elements.begin(), std::unique(elements.rbegin(), elements.rend(), isEqual).base());
 }
 
 }  // namespace qlczephra

@@ -7,8 +7,9 @@
 #include <new>
 #include <stdexcept>
 
+#include "value/block_arena.h"
 #include "value/key_order.h"
-#include "value/short_copy.h"
+#include "value/map_maker.h"
 
 namespace qlczephra {
 
@@ -31,7 +32,7 @@ template <typename T>
 detail::ContainerBlock* emptyBlockOf(std::size_t count) {
   if (count > std::numeric_limits<std::uint32_t>::max())
     throw std::length_error("a list or map of over 2^32-1 entries");
-  void* memory = ::operator new(sizeof(detail::ContainerBlock) + count * sizeof(T));
+  void* memory = BlockArena::allocate(sizeof(detail::ContainerBlock) + count * sizeof(T));
   return new (memory) detail::ContainerBlock{{1}, static_cast<std::uint32_t>(count), 1};
 }
 
@@ -62,6 +63,14 @@ bool equalReals(double left, double right) noexcept {
 
 // ---- freeing
 
+namespace {
+
+void freeString(BlockRelease& blocks, detail::StringBlock* block) noexcept {
+  blocks.free(block, sizeof(detail::StringBlock) + block->size);
+}
+
+}  // namespace
+
 // Containers whose last reference has gone wait in a chain and are freed one after the other, so the stack stays flat
 // however deep they are nested. The chain runs through their count words; the lowest bit of a link tells a map.
 class detail::Disposal::Chain {
@@ -73,19 +82,29 @@ class detail::Disposal::Chain {
       // NOLINTNEXTLINE(performance-no-int-to-ptr): the link is a pointer but for its lowest bit
       auto* doomed = reinterpret_cast<ContainerBlock*>(head_ & ~std::uintptr_t{1});
       head_ = doomed->references;
+      const std::size_t size = doomed->size;
+      prefetch(doomed, map);
       if (map) {
-        for (auto& slot : std::span(elements<Map::Slot>(doomed), doomed->size)) {
+        for (auto& slot : std::span(elements<Map::Slot>(doomed), size)) {
           release(slot.key);
           release(slot.value);
         }
       } else {
-        for (auto& value : std::span(elements<Value>(doomed), doomed->size)) release(value);
+        for (auto& value : std::span(elements<Value>(doomed), size)) release(value);
       }
-      ::operator delete(doomed);
+      blocks_.free(doomed, sizeof(ContainerBlock) + size * (map ? sizeof(Map::Slot) : sizeof(Value)));
     }
   }
 
  private:
+  // What is freed was mostly not touched for long, and stands apart: the blocks inside are fetched side by side.
+  static void prefetch(ContainerBlock* block, bool isMap) noexcept {
+    const std::size_t step = isMap ? 2 : 1;
+    const Value* const values = elements<Value>(block);
+    for (std::size_t i = step - 1; i < block->size * step; i += step) {
+      if (values[i].isShared()) __builtin_prefetch(values[i].load<SharedBlock*>(), 1);
+    }
+  }
   void add(ContainerBlock* block, bool isMap) noexcept {
     block->references = head_;
     head_ = reinterpret_cast<std::uintptr_t>(block) | std::uintptr_t{isMap};
@@ -95,12 +114,13 @@ class detail::Disposal::Chain {
     auto* block = value.load<SharedBlock*>();
     if (block == nullptr || !releaseIsLast(block)) return;
     if (value.tag() == Value::Tag::sharedString) {
-      ofString(static_cast<StringBlock*>(block));
+      freeString(blocks_, static_cast<StringBlock*>(block));
     } else {
       add(static_cast<ContainerBlock*>(block), value.tag() == Value::Tag::map);
     }
   }
   std::uintptr_t head_ = 0;
+  BlockRelease blocks_;
 };
 
 void detail::Disposal::ofList(ContainerBlock* block) noexcept {
@@ -110,7 +130,8 @@ void detail::Disposal::ofMap(ContainerBlock* block) noexcept {
   Chain().run(block, true);
 }
 void detail::Disposal::ofString(StringBlock* block) noexcept {
-  ::operator delete(block);
+  BlockRelease blocks;
+  freeString(blocks, block);
 }
 
 void Value::destroyShared() noexcept {
@@ -135,7 +156,7 @@ Value::Value(std::string_view text) {
     tag_ = static_cast<std::uint8_t>(text.size() << 4U) | static_cast<std::uint8_t>(Tag::inlineString);
     return;
   }
-  void* memory = ::operator new(sizeof(detail::StringBlock) + text.size());
+  void* memory = BlockArena::allocate(sizeof(detail::StringBlock) + text.size());
   auto* block = new (memory) detail::StringBlock{{1}, text.size()};
   std::memcpy(block + 1, text.data(), text.size());
   store(block);
@@ -269,61 +290,31 @@ bool operator==(const List& left, const List& right) noexcept {
 
 // ---- Map
 
-// A key as a number that orders and equals as the key does. Short keys stand in their Value padded with zeros and
-// followed by their length, so two loads compare them whole; long ones are compared as strings.
-class Map::Probe {
- public:
-  explicit Probe(std::string_view key) noexcept : key_(key), isShort_(key.size() <= sizeof(Value::bytes_)) {
-    if (!isShort_) return;
-    unsigned char bytes[sizeof(Value)] = {};
-    copyShort(key.data(), key.size(), reinterpret_cast<char*>(bytes));
-    bytes[15] = static_cast<unsigned char>(key.size() << 4U | static_cast<unsigned>(Value::Tag::inlineString));
-    high_ = wordAt(bytes);
-    low_ = wordAt(bytes + 8);
-  }
+namespace {
 
-  // Index of the first slot whose key is not below this one; `found` tells whether it is this one.
-  [[nodiscard]] std::size_t lowerBound(const Slot* slots, std::size_t size, bool& found) const noexcept {
-    std::size_t first = 0;
-    found = false;
-    while (size > 0) {
-      const std::size_t half = size / 2;
-      const int order = compare(slots[first + half].key);
-      if (order == 0) {
-        found = true;
-        return first + half;
-      }
-      if (order < 0) {
-        first += half + 1;
-        size -= half + 1;
-      } else {
-        size = half;
-      }
+// Index of the first slot whose key is not below the wanted one; `found` tells whether it is that one.
+template <typename Slot>
+std::size_t lowerBound(const Slot* slots, std::size_t size, const KeyProbe& wanted, bool& found) noexcept {
+  std::size_t first = 0;
+  found = false;
+  while (size > 0) {
+    const std::size_t half = size / 2;
+    const int order = wanted.order(slots[first + half].key);
+    if (order == 0) {
+      found = true;
+      return first + half;
     }
-    return first;
+    if (order < 0) {
+      first += half + 1;
+      size -= half + 1;
+    } else {
+      size = half;
+    }
   }
+  return first;
+}
 
- private:
-  static std::uint64_t wordAt(const unsigned char* bytes) noexcept {
-    std::uint64_t word = 0;
-    std::memcpy(&word, bytes, sizeof word);
-    return std::endian::native == std::endian::little ? __builtin_bswap64(word) : word;
-  }
-  // Below 0 when `stored` comes before this key.
-  [[nodiscard]] int compare(const Value& stored) const noexcept {
-    if (!isShort_ || stored.tag() != Value::Tag::inlineString) return stored.string()->compare(key_);
-    const auto* bytes = reinterpret_cast<const unsigned char*>(&stored);
-    const std::uint64_t high = wordAt(bytes);
-    if (high != high_) return high < high_ ? -1 : 1;
-    const std::uint64_t low = wordAt(bytes + 8);
-    return low == low_ ? 0 : low < low_ ? -1 : 1;
-  }
-
-  std::string_view key_;
-  bool isShort_;
-  std::uint64_t high_ = 0;
-  std::uint64_t low_ = 0;
-};
+}  // namespace
 
 Map::Map(std::initializer_list<Pair> entries) {
   Builder builder;
@@ -334,13 +325,13 @@ Map::Map(std::initializer_list<Pair> entries) {
 
 const Value* Map::find(std::string_view key) const noexcept {
   bool found = false;
-  const std::size_t index = Probe(key).lowerBound(slots(), size(), found);
+  const std::size_t index = lowerBound(slots(), size(), KeyProbe(key), found);
   return found ? &slots()[index].value : nullptr;
 }
 
 Map Map::with(std::string_view key, Value value) const {
   bool known = false;
-  const std::size_t index = Probe(key).lowerBound(slots(), size(), known);
+  const std::size_t index = lowerBound(slots(), size(), KeyProbe(key), known);
   const std::size_t after = index + (known ? 1 : 0);
   const std::size_t count = size() + (known ? 0 : 1);
   Slot changed{known ? slots()[index].key : Value(key), std::move(value)};
@@ -374,14 +365,19 @@ bool operator==(const Map& left, const Map& right) noexcept {
 Map::Builder::Builder(const Map& base) : slots_(base.slots(), base.slots() + base.size()) {}
 
 Map Map::Builder::build() {
-  sortAndKeepLast(slots_, 0, &Slot::key);
-  Map result;
-  if (!slots_.empty()) {
-    std::uint32_t nesting = 1;
-    for (const Slot& slot : slots_) nesting = nestingAround(nesting, slot.value);
-    result.block_ = blockOf(slots_.data(), slots_.size(), nesting);
-  }
+  sortAndKeepLast(slots_, [](const Slot& left, const Slot& right) { return compareKeys(left.key, right.key); });
+  Map result = MapMaker::ofAscending(slots_.data(), slots_.size());
   slots_.clear();
+  return result;
+}
+
+Map MapMaker::ofAscending(Slot* first, std::size_t count) {
+  Map result;
+  if (count != 0) {
+    std::uint32_t nesting = 1;
+    for (const Slot& slot : std::span(first, count)) nesting = nestingAround(nesting, slot.value);
+    result.block_ = blockOf(first, count, nesting);
+  }
   return result;
 }
 

@@ -41,7 +41,7 @@ bool TokenReader::readWordOrNumber(char first, Value& value) {
 }
 
 bool TokenReader::readWord(std::string_view word, Value meaning, Value& value) {
-  if (!text_.substr(position_).starts_with(word) || !isTokenEnd(position_ + word.size())) {
+  if (text_.compare(position_, word.size(), word) != 0 || !isTokenEnd(position_ + word.size())) {
     return fail("an unknown word");
   }
   value = std::move(meaning);
@@ -79,7 +79,18 @@ bool TokenReader::readNumber(Value& value) {
 
 // The index begins no new token inside a run such as "1x" or "true1".
 bool TokenReader::isTokenEnd(std::size_t position) const noexcept {
-  return position >= text_.size() || std::string_view(" \t\r\n,]}").find(text_[position]) != std::string_view::npos;
+  switch (at(position)) {
+    case ',':
+    case '}':
+    case ']':
+    case ' ':
+    case '\n':
+    case '\r':
+    case '\t':
+      return true;
+    default:
+      return position >= text_.size();
+  }
 }
 
 }  // namespace qlczephra::json

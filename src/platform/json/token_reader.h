@@ -33,6 +33,17 @@ class TokenReader {
     return fail(reason);
   }
 
+  // Bytes of the text.
+  [[nodiscard]] std::size_t size() const noexcept { return text_.size(); }
+
+  // Where the next token is, to be read again.
+  using Place = const std::uint32_t*;
+  [[nodiscard]] Place place() const noexcept { return token_; }
+  void goTo(Place place) noexcept {
+    token_ = place;
+    backslash_ = 0;
+  }
+
   [[nodiscard]] bool isAtEnd() const noexcept { return token_ == end_; }
 
   // The first byte of the next token, which is then passed; NUL after the last one.
@@ -104,7 +115,8 @@ class TokenReader {
   const std::uint32_t* token_;
   const std::uint32_t* end_;
   std::size_t position_ = 0;  // of the token taken last
-  std::size_t backslash_;     // the first from some place before the present one on; the text's size for none
+  // The first backslash from some place on, which is the present one or before it; the text's size for none.
+  std::size_t backslash_;
   std::string unescaped_;
   const char* error_ = nullptr;
   bool exceedsLimit_ = false;

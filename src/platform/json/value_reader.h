@@ -31,6 +31,19 @@ class ValueReader {
     return first == '{' || first == '[' ? readContainer(first, skipped, depth) : tokens_.readScalar(first, skipped);
   }
 
+  // While it lives, what is read does not count: it was read before.
+  class Uncounted {
+   public:
+    explicit Uncounted(ValueReader& reader) noexcept : reader_(reader), counted_(reader.values_) { reader.values_ = 0; }
+    ~Uncounted() { reader_.values_ = counted_; }
+    Uncounted(const Uncounted&) = delete;
+    Uncounted& operator=(const Uncounted&) = delete;
+
+   private:
+    ValueReader& reader_;
+    const std::size_t counted_;
+  };
+
   // To be called for each member and element that was read, those inside of what read() and skip() read excepted.
   [[nodiscard]] bool count() {
     return ++values_ <= limits::documentValues || tokens_.failBeyondLimit("too many values");
