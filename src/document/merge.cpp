@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <optional>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -53,8 +54,9 @@ class Merging {
   }
 
  private:
-  // A group whose children are merged. Both maps are in key order, so one walk over both finds the pairs. Nothing is
-  // copied before a child differs: most changes of a long list were laid over the same tree before.
+  // A group whose children are merged. Both maps are in key order, so one walk over both finds the pairs; the only
+  // value that is offered, as on the way of a change by path, is looked up instead. Nothing is copied before a child
+  // differs: most changes of a long list were laid over the same tree before.
   struct Level {
     Level(const Map& values, const Map& group, const Map& groupChildren)
         : node(&group),
@@ -62,14 +64,30 @@ class Merging {
           offered(values.begin()),
           offeredEnd(values.end()),
           known(groupChildren.begin()),
-          knownEnd(groupChildren.end()) {}
+          knownEnd(groupChildren.end()),
+          isSearched(values.size() == 1) {
+      if (!isSearched) return;
+      found = groupChildren.find((*offered).key);
+      if (found == nullptr) offered = offeredEnd;
+    }
+    // The child that is next.
+    [[nodiscard]] const Value& present() const { return isSearched ? *found : (*known).value; }
     void keep() {
-      if (differs) merged.setShared(known.sharedKey(), (*known).value);
-      ++known;
+      if (isSearched) {
+        ++offered;
+      } else {
+        if (differs) merged.setShared(known.sharedKey(), (*known).value);
+        ++known;
+      }
     }
     void take(Value child) {
-      if (!differs) {
-        differs = true;
+      const bool isFirst = !std::exchange(differs, true);
+      if (isSearched) {
+        withOther = children->with((*offered).key, std::move(child));
+        ++offered;
+        return;
+      }
+      if (isFirst) {
         merged.reserve(children->size());
         for (auto before = children->begin(); before != known; ++before) {
           merged.setShared(before.sharedKey(), (*before).value);
@@ -80,7 +98,7 @@ class Merging {
     }
     // The child's node was merged; `child` may be the node that it was.
     void takeGroup(Map child) {
-      if (child.sharesWith(*(*known).value.map())) {
+      if (child.sharesWith(*present().map())) {
         keep();
       } else {
         take(std::move(child));
@@ -88,6 +106,7 @@ class Merging {
     }
     // What is offered to the next child; null for nothing.
     const Value* valueOffered() {
+      if (isSearched) return &(*offered).value;
       for (; offered != offeredEnd; ++offered) {
         const int order = (*offered).key.compare((*known).key);
         if (order >= 0) return order == 0 ? &(*offered).value : nullptr;
@@ -95,14 +114,21 @@ class Merging {
       return nullptr;
     }
     // When nothing more will differ.
-    [[nodiscard]] bool isDone() const { return known == knownEnd || (!differs && offered == offeredEnd); }
+    [[nodiscard]] bool isDone() const {
+      if (isSearched) return offered == offeredEnd;
+      return known == knownEnd || (!differs && offered == offeredEnd);
+    }
+    [[nodiscard]] Map build() { return isSearched ? std::move(withOther) : merged.build(); }
 
     const Map* node;
     const Map* children;
     Map::const_iterator offered, offeredEnd;
     Map::const_iterator known, knownEnd;
+    bool isSearched;
+    const Value* found = nullptr;  // if searched
     bool differs = false;
-    Map::Builder merged;
+    Map withOther;        // the children if they differ and are searched, ...
+    Map::Builder merged;  // ... and if they differ and are walked over
   };
 
   // The merged node, or none when its children come first.
@@ -119,7 +145,7 @@ class Merging {
   std::optional<Map> proceed() {
     Level& level = levels_.back();
     while (!level.isDone()) {
-      const Value& present = (*level.known).value;
+      const Value& present = level.present();
       const Value* value = level.valueOffered();
       const Map* child = value == nullptr ? nullptr : present.map();
       const Value* current = child == nullptr || isTrueUnder(*child, readonlyKey) ? nullptr : child->find(valueKey);
@@ -133,7 +159,7 @@ class Merging {
         level.take(nodes_.holding(*std::move(leaf)));
       }
     }
-    Map node = level.differs         ? nodes_.holding(level.merged.build())
+    Map node = level.differs         ? nodes_.holding(level.build())
                : isBare(*level.node) ? *level.node
                                      : nodes_.holding(*level.children);
     levels_.pop_back();
@@ -173,7 +199,10 @@ Map mergeValues(const Map& values, const Map& node) {
   return Merging().merge(values, node);
 }
 
-Map deepMerging(const Map& base, const Map& other) {
+namespace {
+
+// Of two maps with any number of members.
+Map unionOf(const Map& base, const Map& other) {
   if (base.empty()) return other;
   if (other.empty()) return base;
   // Maps that are merged into each other, the outermost first. Both are in key order, so one walk over both finds the
@@ -220,6 +249,34 @@ Map deepMerging(const Map& base, const Map& other) {
       }
     }
   }
+}
+
+}  // namespace
+
+Map deepMerging(const Map& base, const Map& other) {
+  // Where one member is to be merged, as on the way of a change by path, it is looked up.
+  struct Around {
+    const Map* map;
+    std::string_view name;
+  };
+  std::vector<Around> around;
+  const Map* below = &base;
+  const Map* above = &other;
+  Value merged;
+  while (above != nullptr) {
+    if (above->size() != 1 || below->empty()) {
+      merged = unionOf(*below, *above);
+      break;
+    }
+    const auto [name, value] = *above->begin();
+    around.push_back({below, name});
+    const Value* present = below->find(name);
+    below = present == nullptr ? nullptr : present->map();
+    above = below == nullptr ? nullptr : value.map();
+    if (above == nullptr) merged = value;
+  }
+  for (; !around.empty(); around.pop_back()) merged = around.back().map->with(around.back().name, std::move(merged));
+  return *merged.map();
 }
 
 }  // namespace qlczephra::document
