@@ -99,17 +99,22 @@ void change(std::size_t pending) {
   for (std::size_t i = 0; i < pending; ++i) {
     patch = document::deepMerging(patch, document::makePatch(sample().integers[i], Value(1'000'000 + i)));
   }
-  Map changed = document::applyPatch(tree, patch);
-  const Map before = changed;
+  document::PatchedTree changed = document::layPatch(tree, patch);
+  require(changed.isSettled, "a patch is laid anew each time");
+  Bulk bulk = extentOf(patch);
+  const Map before = changed.tree;
   const auto changeTo = [&](int value) {
-    patch = document::deepMerging(patch, document::makePatch(sample().integers.front(), Value(value)));
-    changed = document::applyPatch(changed, patch);
+    const Map change = document::makePatch(sample().integers.front(), Value(value));
+    bulk = document::bulkOfMerged(bulk, patch, change);
+    patch = document::deepMerging(patch, change);
+    changed = document::layChange(changed.tree, patch, change);
   };
   changeTo(-1);  // puts the allocator's lists in order, which are long after the document was freed
   counted([&] {
     for (int round = 0; round < 10; ++round) changeTo(round);
   });
-  require(!(changed == before), "the change did not arrive");
+  require(!(changed.tree == before), "the change did not arrive");
+  require(bulk == Bulk(extentOf(patch)), "the changes are miscounted");
 }
 
 struct Workload {

@@ -1,6 +1,7 @@
 // What a manager does in memory for a change of its host; the files are left out.
 #pragma once
 
+#include <cstdint>
 #include <string_view>
 #include <utility>
 
@@ -10,7 +11,7 @@
 #include "manager/published_state.h"
 #include "platform/native/native_platform.h"
 #include "qlczephra/value.h"
-#include "value/extent.h"
+#include "value/counted_map.h"
 #include "value/limits.h"
 
 namespace qlczephra::bench {
@@ -22,25 +23,34 @@ class LocalState {
   }
 
   // What waits for its upload, as the patch file would hold it.
-  void setPending(Map pending) { pending_ = std::move(pending); }
+  void setPending(const Map& pending) {
+    if (waiting_.take(pending)) number_ = 0;
+  }
 
   void change(std::string_view path, const Value& value) {
     require(document::whyTooLarge(path, value) == nullptr, "a change is too large");
     const Map change = document::makePatch(path, value);
     // Below and above what the file holds there may be what it could not take.
-    Map combined = document::deepMerging(document::deepMerging(document::deepMerging(Map(), pending_), Map()), change);
-    const Extent waiting = extentOf(combined);
-    require(waiting.values <= limits::pendingValues && waiting.bytes <= limits::pendingBytes, "too many are pending");
-    published_.publish(document::applyPatch(*published_.tree(), combined));
-    pending_ = std::move(combined);
+    const Map before = document::deepMerging(document::deepMerging(Map(), waiting_.map), Map());
+    const Map combined = document::deepMerging(before, change);
+    const Bulk bulk = document::bulkOfMerged(waiting_.bulk, before, change);
+    require(bulk.values <= limits::pendingValues && bulk.bytes <= limits::pendingBytes, "too many are pending");
+    const auto present = published_.revision();
+    const bool liesThere = number_ != 0 && number_ == present->settledPatch;
+    const document::PatchedTree settings =
+        liesThere ? document::layChange(present->tree, combined, change) : document::layPatch(present->tree, combined);
+    waiting_ = {combined, bulk};
+    number_ = ++changes_;
+    published_.publish(settings.tree, settings.isSettled ? number_ : 0);
   }
 
   [[nodiscard]] Map tree() const { return published_.tree().value(); }
-  [[nodiscard]] const Map& pending() const { return pending_; }
 
  private:
   PublishedState published_;
-  Map pending_;
+  CountedMap waiting_;
+  std::uint64_t number_ = 0;  // of what waits; 0 when it is not what a change has left
+  std::uint64_t changes_ = 0;
 };
 
 }  // namespace qlczephra::bench

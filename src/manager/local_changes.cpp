@@ -21,16 +21,20 @@ void ManagerCore::setSettingValue(std::string_view path, const Value& value) {
     return;
   }
   const auto localPath = localFilePath();
+  const Map change = document::makePatch(path, value);
   std::vector<std::string> errors;
   PendingChanges::Start start;
   bool accepted = false;
   {
     const platform::MutexLock lock(changes->patchLock());
-    if (const std::optional<Map> patch = changes->record(document::makePatch(path, value), errors)) {
-      const std::optional<Map> before = currentSettings_.tree();
-      const std::optional<Map> settings = before ? std::optional(document::applyPatch(*before, *patch)) : std::nullopt;
-      currentSettings_.publish(settings);
-      if (localPath && settings) storeSettings(*localPath, *settings, before);
+    if (const auto recorded = changes->record(change, errors)) {
+      if (const auto before = currentSettings_.revision()) {
+        const bool liesThere = recorded->grownFrom != 0 && recorded->grownFrom == before->settledPatch;
+        const document::PatchedTree settings = liesThere ? document::layChange(before->tree, recorded->patch, change)
+                                                         : document::layPatch(before->tree, recorded->patch);
+        currentSettings_.publish(settings.tree, settings.isSettled ? recorded->number : 0);
+        if (localPath) storeSettings(*localPath, settings.tree, before->tree);
+      }
       start = changes->startUpload(errors);
       accepted = true;
     }

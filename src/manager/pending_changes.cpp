@@ -1,6 +1,7 @@
 #include "manager/pending_changes.h"
 
 #include <algorithm>
+#include <atomic>
 #include <filesystem>
 #include <map>
 #include <new>
@@ -8,10 +9,10 @@
 #include <utility>
 
 #include "document/merge.h"
+#include "document/patch_map.h"
 #include "manager/backoff.h"
 #include "platform/planted_bug.h"
 #include "platform/plist/plist.h"
-#include "value/extent.h"
 #include "value/limits.h"
 
 namespace qlczephra {
@@ -114,12 +115,21 @@ void PendingChanges::askSenders() {
 
 // ---- changes
 
+namespace {
+
+std::uint64_t nextNumber() noexcept {
+  static std::atomic<std::uint64_t> last{0};
+  return last.fetch_add(1, std::memory_order_relaxed) + 1;
+}
+
+}  // namespace
+
 void PendingChanges::complainOnce(std::vector<std::string>& errors) {
   if (std::exchange(outage_, true)) return;
   errors.push_back("The files of pending changes cannot be used, changes are kept in memory: " + files_->patchPath());
 }
 
-std::optional<Map> PendingChanges::record(const Map& change, std::vector<std::string>& errors) {
+std::optional<PendingChanges::Recorded> PendingChanges::record(const Map& change, std::vector<std::string>& errors) {
   if (!files_) return std::nullopt;
   if (!files_->own(errors)) {
     errors.push_back("Another process has the files of pending changes, change refused: " + files_->patchPath());
@@ -135,9 +145,13 @@ std::optional<Map> PendingChanges::record(const Map& change, std::vector<std::st
 #endif
   // What an upload that failed could not have saved either is older than the patch file.
   const Map older = state_ == State::inFlight ? Map() : unsavedSending_;
-  Map combined = deepMerging(deepMerging(deepMerging(older, patch.map), unsaved_), change);
-  const Extent waiting = extentOf(combined);
-  const Extent sent = extentOf(deepMerging(files_->lastSending(), unsavedSending_));
+  const Map before = deepMerging(deepMerging(older, patch.map), unsaved_);
+  const Map combined = deepMerging(before, change);
+  if (counted_ == nullptr) counted_ = std::make_unique<Counted>();
+  if (counted_->waiting.take(before)) counted_->number = 0;
+  counted_->sent.take(deepMerging(files_->lastSending(), unsavedSending_));
+  const Bulk waiting = document::bulkOfMerged(counted_->waiting.bulk, before, change);
+  const Bulk sent = counted_->sent.bulk;
   if (waiting.values + sent.values > limits::pendingValues || waiting.bytes + sent.bytes > limits::pendingBytes) {
     errors.push_back("Too many changes are pending, change refused: " + files_->patchPath());
     return std::nullopt;
@@ -161,7 +175,10 @@ std::optional<Map> PendingChanges::record(const Map& change, std::vector<std::st
       // Applied and not uploaded; what waited before stays as it was.
       break;
   }
-  return combined;
+  const Recorded recorded{combined, nextNumber(), counted_->number};
+  counted_->waiting = {combined, waiting};
+  counted_->number = recorded.number;
+  return recorded;
 }
 
 // ---- uploads
@@ -211,6 +228,7 @@ PendingChanges::Start PendingChanges::startUpload(std::vector<std::string>& erro
   }
   if (!toSend) return {nullptr, beginPause()};
   if (toSend->empty()) return {};
+  counted_ = nullptr;
   state_ = State::inFlight;
   return {std::make_shared<Upload>(shared_from_this(), ++uploads_, *std::move(toSend)), std::nullopt};
 }
@@ -219,6 +237,7 @@ void PendingChanges::confirm(const Upload& upload) {
   if (state_ != State::inFlight || upload.number != uploads_) return;
   files_->removeSending();
   unsavedSending_ = Map();
+  counted_ = nullptr;
   state_ = State::idle;
   refusalsInRow_ = 0;
   for (const auto& weak : tickets_) {

@@ -20,8 +20,8 @@ PublishedState::~PublishedState() {
   delete revision_.load();
 }
 
-void PublishedState::publish(std::optional<Map> tree) {
-  const Revision* next = tree ? new Revision{*std::move(tree), nextNumber()} : nullptr;
+void PublishedState::publish(std::optional<Map> tree, std::uint64_t settledPatch) {
+  const Revision* next = tree ? new Revision{*std::move(tree), nextNumber(), settledPatch} : nullptr;
   const Revision* replaced = revision_.exchange(next, std::memory_order_acq_rel);
   if (replaced != nullptr) platform::retire(replaced, freeRevision, workers_);
 }

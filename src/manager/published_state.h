@@ -12,10 +12,10 @@
 
 namespace qlczephra {
 
-// A tree and its number, which no other revision of any state in this process has or will have. Never 0.
 struct Revision {
   Map tree;
-  std::uint64_t number;
+  std::uint64_t number;        // no other revision of any state in this process has or will have it; never 0
+  std::uint64_t settledPatch;  // of the patch map that lies over the tree for good, see PendingChanges::Recorded; or 0
 };
 
 // Reads wait for nothing and write nothing that another thread reads often, so they cost the same however many threads
@@ -30,7 +30,7 @@ class PublishedState {
   PublishedState(const PublishedState&) = delete;
   PublishedState& operator=(const PublishedState&) = delete;
 
-  void publish(std::optional<Map> tree);
+  void publish(std::optional<Map> tree, std::uint64_t settledPatch = 0);
 
   // Calls `reader` with the present revision, null when there is none, and gives its result. The revision is safe
   // during the call only; `reader` must not read another published state and must not call host code.
@@ -44,6 +44,9 @@ class PublishedState {
   [[nodiscard]] std::optional<Map> tree() const {
     return read(
         [](const Revision* revision) { return revision == nullptr ? std::nullopt : std::optional(revision->tree); });
+  }
+  [[nodiscard]] std::optional<Revision> revision() const {
+    return read([](const Revision* revision) { return revision == nullptr ? std::nullopt : std::optional(*revision); });
   }
 
  private:

@@ -7,9 +7,25 @@
 
 namespace qlczephra {
 
-struct Extent {
+// What adds up.
+struct Bulk {
   std::size_t values = 0;  // members and elements of all maps and lists inside
   std::size_t bytes = 0;   // of all keys and strings
+
+  Bulk& operator+=(const Bulk& other) noexcept {
+    values += other.values;
+    bytes += other.bytes;
+    return *this;
+  }
+  Bulk& operator-=(const Bulk& other) noexcept {
+    values -= other.values;
+    bytes -= other.bytes;
+    return *this;
+  }
+  friend bool operator==(const Bulk&, const Bulk&) = default;
+};
+
+struct Extent : Bulk {
   std::size_t longestKey = 0;
   std::size_t longestString = 0;
 };

@@ -96,16 +96,26 @@ TEST(ChangeLimits, HoldBeforeAChangeIsAccepted) {
   }
 }
 
-TEST(ChangeLimits, CountWhatIsBeingSentAsPending) {
+TEST(ChangeLimits, CountWhatIsBeingSentAndWhatWaits) {
   ManagerWorld world;
   world.whenServiceAnswers({200});
   ASSERT_EQ(world.fetched(), "success");
   world.whenServiceAlwaysAnswers(429);
-  const Value half(List(std::vector<Value>(limits::pendingValues / 2, Value(true))));
-  world.manager->setSettingValue("common.first", half);
+  const auto partOf = [](std::size_t parts) {
+    return Value(List(std::vector<Value>(limits::pendingValues / parts, Value(true))));
+  };
+  world.manager->setSettingValue("common.first", partOf(2));
   world.advance(milliseconds(100));
-  world.manager->setSettingValue("common.second", half);
+  world.manager->setSettingValue("common.second", partOf(2));
   EXPECT_THAT(world.logWith("Too many changes"), SizeIs(1));
+  // What waits beside it is counted as it grows and as values are replaced.
+  for (int round = 0; round < 3; ++round) world.manager->setSettingValue("common.second", partOf(4));
+  EXPECT_THAT(world.logWith("Too many changes"), SizeIs(1));
+  world.manager->setSettingValue("common.third", partOf(4));
+  EXPECT_THAT(world.logWith("Too many changes"), SizeIs(2));
+  world.manager->setSettingValue("common.second", true);
+  world.manager->setSettingValue("common.third", partOf(4));
+  EXPECT_THAT(world.logWith("Too many changes"), SizeIs(2));
 }
 
 }  // namespace
