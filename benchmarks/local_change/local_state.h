@@ -41,7 +41,7 @@ class LocalState {
         liesThere ? document::layChange(present->tree, combined, change) : document::layPatch(present->tree, combined);
     waiting_ = {combined, bulk};
     number_ = ++changes_;
-    published_.publish(settings.tree, settings.isSettled ? number_ : 0);
+    published_.publishChanged(settings.tree, settings.isSettled ? number_ : 0);
   }
 
   [[nodiscard]] Map tree() const { return published_.tree().value(); }

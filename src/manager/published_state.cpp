@@ -20,10 +20,16 @@ PublishedState::~PublishedState() {
   delete revision_.load();
 }
 
-void PublishedState::publish(std::optional<Map> tree, std::uint64_t settledPatch) {
-  const Revision* next = tree ? new Revision{*std::move(tree), nextNumber(), settledPatch} : nullptr;
+void PublishedState::publish(std::optional<Map> tree) {
+  const Revision* next = tree ? new Revision{*std::move(tree), nextNumber(), 0} : nullptr;
   const Revision* replaced = revision_.exchange(next, std::memory_order_acq_rel);
   if (replaced != nullptr) platform::retire(replaced, freeRevision, workers_);
+}
+
+void PublishedState::publishChanged(Map tree, std::uint64_t settledPatch) {
+  const auto* next = new Revision{std::move(tree), nextNumber(), settledPatch};
+  const Revision* replaced = revision_.exchange(next, std::memory_order_acq_rel);
+  if (replaced != nullptr) platform::retireSmall(replaced, freeRevision, workers_);
 }
 
 }  // namespace qlczephra

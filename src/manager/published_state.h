@@ -24,13 +24,15 @@ struct Revision {
 // publish() and all reads may be called from any thread; who publishes what first is for the callers to settle.
 class PublishedState {
  public:
-  // `workers` frees the trees that were replaced and outlives the object.
+  // `workers` frees large trees that were replaced and outlives the object.
   explicit PublishedState(platform::WorkerQueue& workers) : workers_(workers) {}
   ~PublishedState();
   PublishedState(const PublishedState&) = delete;
   PublishedState& operator=(const PublishedState&) = delete;
 
-  void publish(std::optional<Map> tree, std::uint64_t settledPatch = 0);
+  void publish(std::optional<Map> tree);
+  // A tree that differs from the present one in few places and shares the rest; `settledPatch` as in Revision.
+  void publishChanged(Map tree, std::uint64_t settledPatch);
 
   // Calls `reader` with the present revision, null when there is none, and gives its result. The revision is safe
   // during the call only; `reader` must not read another published state and must not call host code.

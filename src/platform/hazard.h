@@ -60,6 +60,9 @@ class HazardGuard {
 // it was replaced. `release` must neither throw nor call host code.
 void retire(const void* object, void (*release)(const void*), WorkerQueue& workers);
 
+// The same for what is freed quicker than a worker wakes up: it goes here and now unless somebody reads it.
+void retireSmall(const void* object, void (*release)(const void*), WorkerQueue& workers);
+
 // Frees at once what was retired and is not being read, as the workers would do soon.
 void reclaimRetired();
 

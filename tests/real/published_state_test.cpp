@@ -4,7 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "platform/native/worker_pool.h"
@@ -16,6 +18,14 @@ Map revision(int number) {
   Map::Builder entries;
   for (int i = 0; i < 16; ++i) entries.set("key" + std::to_string(i), number);
   return entries.build();
+}
+
+void publishEitherWay(PublishedState& state, Map tree, int number) {
+  if (number % 2 == 0) {
+    state.publish(std::move(tree));
+  } else {
+    state.publishChanged(std::move(tree), 0);
+  }
 }
 
 TEST(PublishedState, EveryReadSeesOneWholeRevisionAndNeverAnOlderOneThanBefore) {
@@ -43,7 +53,7 @@ TEST(PublishedState, EveryReadSeesOneWholeRevisionAndNeverAnOlderOneThanBefore) 
         }
       });
     }
-    for (int number = 1; number <= revisions; ++number) state.publish(revision(number));
+    for (int number = 1; number <= revisions; ++number) publishEitherWay(state, revision(number), number);
     end = true;
     for (std::thread& thread : threads) thread.join();
     EXPECT_EQ(torn, 0);
@@ -62,12 +72,35 @@ TEST(PublishedState, ATreeIsFreedOnceNobodyReadsIt) {
     state.publish(tree);
     state.read([&](const Revision* before) {
       std::thread([&] {
-        for (int i = 0; i < 1000; ++i) state.publish(Map{{"n", i}});
+        for (int i = 0; i < 1000; ++i) publishEitherWay(state, Map{{"n", i}}, i);
       }).join();
       EXPECT_EQ(*before->tree.find("kept"), kept) << "a tree in use stays";
     });
   }
   pool->stop();
+}
+
+TEST(RetireSmall, FreesAtOnceUnlessTheObjectIsRead) {
+  struct Idle : platform::WorkerQueue {
+    void post(platform::Task) override {}
+    void postAt(std::chrono::system_clock::time_point, platform::Task) override {}
+  } workers;
+  static int freed;
+  freed = 0;
+  const auto release = [](const void*) { ++freed; };
+  const int first = 0;
+  const int second = 0;
+  std::atomic<const int*> present{&first};
+  {
+    const platform::HazardGuard<const int> guard(present);
+    present = &second;
+    platform::retireSmall(&first, release, workers);
+    EXPECT_EQ(freed, 0);
+  }
+  platform::reclaimRetired();
+  EXPECT_EQ(freed, 1);
+  platform::retireSmall(&second, release, workers);
+  EXPECT_EQ(freed, 2);
 }
 
 }  // namespace

@@ -69,6 +69,13 @@ bool orderReaders() noexcept {
   return true;
 }
 
+bool isRead(const void* object) noexcept {
+  for (HazardSlot* slot = domain().slots.load(std::memory_order_acquire); slot != nullptr; slot = slot->next) {
+    if (slot->object.load(std::memory_order_acquire) == object) return true;
+  }
+  return false;
+}
+
 // Frees those that nobody reads, and gives the others.
 std::vector<Retired> released(std::vector<Retired> candidates) {
   if (!orderReaders()) return candidates;
@@ -143,6 +150,14 @@ void retire(const void* object, void (*release)(const void*), WorkerQueue& worke
   }
   if (now) reclaimRetired();
   if (schedule) workers.post(reclaimRetired);
+}
+
+void retireSmall(const void* object, void (*release)(const void*), WorkerQueue& workers) {
+  if (orderReaders() && !isRead(object)) {
+    release(object);
+  } else {
+    retire(object, release, workers);
+  }
 }
 
 }  // namespace qlczephra::platform
