@@ -1,5 +1,6 @@
-// Changes by dotted path: what is writable reads back, what is not stays, and nothing beside it changes. The input: a
-// document, or a tree as it stands; then paths and values in turn.
+// Changes by dotted path: what is writable reads back, what is not stays, and nothing beside it changes; and one after
+// the other they give what all that are pending give at once. The input: a document, or a tree as it stands; then paths
+// and values in turn.
 #include <algorithm>
 
 #include "document/merge.h"
@@ -109,6 +110,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const auto* document = std::get_if<document::SettingsDocument>(&interpreted);
   Map tree = document != nullptr ? document->effectiveTree({}) : *start;
   Map pending;
+  Bulk bulk;
+  document::PatchedTree laid{tree};
   for (int changes = 0; changes < 8 && !pieces.atEnd(); ++changes) {
     const std::string_view path = pieces.next();
     const std::string_view text = pieces.next();
@@ -121,7 +124,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const Map patch = document::makePatch(path, value);
     fuzz::require(patch.nesting() == names + value.nesting());
     fuzz::require(*fuzz::rawAt(patch, path) == value);
+    bulk = document::bulkOfMerged(bulk, pending, patch);
     pending = document::deepMerging(pending, patch);
+    fuzz::require(bulk == Bulk(extentOf(pending)));
+    const Map expected = document::applyPatch(laid.tree, pending);
+    laid = laid.isSettled ? document::layChange(laid.tree, pending, patch) : document::layPatch(laid.tree, pending);
+    fuzz::require(laid.tree == expected);
     const Value* kept = fuzz::rawAt(pending, path);
     fuzz::require(kept != nullptr && (value.map() != nullptr ? kept->map() != nullptr : *kept == value));
 

@@ -37,7 +37,7 @@ bool areIdentical(const Value& left, const Value& right) {
 }
 
 TEST(LayChange, GivesWhatLayingTheWholePatchMapGives) {
-  constexpr std::uint64_t histories = 4'000;
+  constexpr std::uint64_t histories = 2'000;
   constexpr int changes = 25;
   std::size_t alone = 0;
   std::size_t applied = 0;
