@@ -2,6 +2,7 @@
 #include "qlczephra/manager.h"
 
 #include <stdexcept>
+#include <type_traits>
 #include <utility>
 
 #include "document/tree_walk.h"
@@ -19,35 +20,50 @@ std::string pathFor(const char* file, std::int64_t uid) {
   return std::string(settingsDirectory) + file + "-" + std::to_string(uid == 1 ? 0 : uid) + ".plist";
 }
 
-// What `select` makes of the value at `path` in the present tree; none when there is no such value.
-template <typename Path, typename Select>
-auto readAt(const ManagerCore& core, const Path& path, Select select) {
-  using Result = decltype(select(std::declval<const Value&>()));
-  return core.settings().read([&](const Revision* revision) -> Result {
-    const Value* value = revision == nullptr ? nullptr : ReadCache::find(*revision, path);
-    return value == nullptr ? std::nullopt : select(*value);
+// What a read makes of a value.
+constexpr auto anyOf = [](const Value& value) -> std::optional<Value> { return value; };
+constexpr auto booleanOf = [](const Value& value) { return value.boolean(); };
+constexpr auto numberOf = [](const Value& value) { return value.wholeNumber(); };
+constexpr auto stringOf = [](const Value& value) {
+  const auto string = value.string();
+  return string ? std::optional(std::string(*string)) : std::nullopt;
+};
+constexpr auto mapOf = [](const Value& value) {
+  return value.map() == nullptr ? std::nullopt : std::optional(*value.map());
+};
+
+template <auto select>
+using Selected = decltype(select(std::declval<const Value&>()));
+
+// Whether `select` takes none of what stands in a tree: lists, maps, and long strings.
+template <auto select>
+constexpr bool takesScalarsOnly = std::is_arithmetic_v<typename Selected<select>::value_type>;
+
+template <auto select>
+Selected<select> selectedFrom(const ReadCache::Found& found) {
+  if constexpr (takesScalarsOnly<select>) {
+    return select(found.itself());
+  } else {
+    return found.value() == nullptr ? std::nullopt : select(*found.value());
+  }
+}
+
+// As readAt(), with a hold on the tree. Not inlined, so that the reads that need none have no frame to set up.
+template <auto select, typename Path>
+[[gnu::noinline]] Selected<select> readInTree(const ManagerCore& core, const Path& path) {
+  return core.settings().read([&](const Revision* revision) -> Selected<select> {
+    if (revision == nullptr) return std::nullopt;
+    const ReadCache::Found* const known = ReadCache::recall(revision->number, path);
+    return selectedFrom<select>(known == nullptr ? ReadCache::find(*revision, path) : *known);
   });
 }
 
-std::optional<Value> anyOf(const Value& value) {
-  return value;
-}
-
-std::optional<bool> booleanOf(const Value& value) {
-  return value.boolean();
-}
-
-std::optional<std::int64_t> numberOf(const Value& value) {
-  return value.wholeNumber();
-}
-
-std::optional<std::string> stringOf(const Value& value) {
-  const auto string = value.string();
-  return string ? std::optional(std::string(*string)) : std::nullopt;
-}
-
-std::optional<Map> mapOf(const Value& value) {
-  return value.map() == nullptr ? std::nullopt : std::optional(*value.map());
+// What `select` makes of the value at `path` in the present tree; none when there is no such value.
+template <auto select, typename Path>
+Selected<select> readAt(const ManagerCore& core, const Path& path) {
+  const ReadCache::Found* const known = ReadCache::recall(core.settings().number(), path);
+  if (known == nullptr || (!takesScalarsOnly<select> && known->isInTree())) return readInTree<select>(core, path);
+  return selectedFrom<select>(*known);
 }
 
 // What `view` makes of the present tree. The view works on a share of it: building a record takes long for a read of
@@ -124,39 +140,39 @@ std::optional<Map> QLCZephraManager::getFlattenedDict(std::string_view path) con
 }
 
 std::optional<Value> QLCZephraManager::getSettingValue(std::string_view path) const {
-  return readAt(*core_, path, anyOf);
+  return readAt<anyOf>(*core_, path);
 }
 
 std::optional<Map> QLCZephraManager::getDictValue(std::string_view path) const {
-  return readAt(*core_, path, mapOf);
+  return readAt<mapOf>(*core_, path);
 }
 
 std::optional<bool> QLCZephraManager::getBoolValue(std::string_view path) const {
-  return readAt(*core_, path, booleanOf);
+  return readAt<booleanOf>(*core_, path);
 }
 
 std::optional<std::int64_t> QLCZephraManager::getNumberValue(std::string_view path) const {
-  return readAt(*core_, path, numberOf);
+  return readAt<numberOf>(*core_, path);
 }
 
 std::optional<std::string> QLCZephraManager::getStringValue(std::string_view path) const {
-  return readAt(*core_, path, stringOf);
+  return readAt<stringOf>(*core_, path);
 }
 
 std::optional<Value> QLCZephraManager::getSettingValue(const SettingPath& path) const {
-  return readAt(*core_, path, anyOf);
+  return readAt<anyOf>(*core_, path);
 }
 std::optional<Map> QLCZephraManager::getDictValue(const SettingPath& path) const {
-  return readAt(*core_, path, mapOf);
+  return readAt<mapOf>(*core_, path);
 }
 std::optional<bool> QLCZephraManager::getBoolValue(const SettingPath& path) const {
-  return readAt(*core_, path, booleanOf);
+  return readAt<booleanOf>(*core_, path);
 }
 std::optional<std::int64_t> QLCZephraManager::getNumberValue(const SettingPath& path) const {
-  return readAt(*core_, path, numberOf);
+  return readAt<numberOf>(*core_, path);
 }
 std::optional<std::string> QLCZephraManager::getStringValue(const SettingPath& path) const {
-  return readAt(*core_, path, stringOf);
+  return readAt<stringOf>(*core_, path);
 }
 
 std::optional<std::vector<std::string>> QLCZephraManager::getProperties(std::string_view path) const {

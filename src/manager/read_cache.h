@@ -1,8 +1,9 @@
-// Where the paths that a thread reads lead in the revisions that it reads them in.
+// What the paths that a thread reads held in the revisions that it read them in.
 //
 // Walking down a tree costs a search in each of the groups on the way; most reads ask again for what was asked before.
 // Each thread keeps what it found, so nothing is shared and nothing waits. An entry is good for one revision only,
-// whose number is never used again; with the next one the thread finds its way anew.
+// whose number is never used again; with the next one the thread finds its way anew. Values without blocks of their
+// own, as booleans, numbers and short strings are, are kept themselves: reading them again touches no tree.
 #pragma once
 
 #include <array>
@@ -17,40 +18,62 @@ namespace qlczephra {
 
 class ReadCache {
  public:
-  // The value at a path; null when there is none. `revision` is held by the caller, and the result points into it.
-  [[nodiscard]] static const Value* find(const Revision& revision, std::string_view path) noexcept {
-    ReadCache* const cache = ofThread_;
-    if (cache == nullptr || path.size() > longestPath) return findWithout(revision, path);
-    const std::uint64_t tag = hashOf(path) ^ mixed(revision.number);
-    Set& set = cache->sets_[tag % sets];
+  // What is at a path.
+  class Found {
+   public:
+    Found() noexcept = default;
+    explicit Found(const Value* value) noexcept;
+
+    // Whether the value stands in the tree, and is good as long as the revision is held only.
+    [[nodiscard]] bool isInTree() const noexcept { return inTree_ != nullptr; }
+    // Null when there is none.
+    [[nodiscard]] const Value* value() const noexcept { return isInTree() ? inTree_ : isThere_ ? &itself_ : nullptr; }
+    // The value if it is not in the tree, otherwise null.
+    [[nodiscard]] const Value& itself() const noexcept { return itself_; }
+
+   private:
+    Value itself_;
+    const Value* inTree_ = nullptr;
+    bool isThere_ = false;
+  };
+
+  // What the thread found at a path in the revision of this number; null when it does not know. Good until the thread
+  // reads something else.
+  [[nodiscard]] static const Found* recall(std::uint64_t revision, std::string_view path) noexcept {
+    const ReadCache* const cache = ofThread_;
+    if (cache == nullptr || path.size() > longestPath) return nullptr;
+    const std::uint64_t tag = tagOf(revision, path);
+    const Set& set = cache->sets_[tag % sets];
     for (std::size_t way = 0; way < ways; ++way) {
-      if (set.tags[way] == tag && set.entries[way].isFor(revision, path)) return set.entries[way].value;
+      if (set.tags[way] == tag && set.entries[way].isFor(revision, path)) return &set.entries[way].found;
     }
-    return remember(set, tag, revision, path);
+    return nullptr;
   }
-  [[nodiscard]] static const Value* find(const Revision& revision, const SettingPath& path) noexcept {
-    ReadCache* const cache = ofThread_;
-    if (cache == nullptr) return findWithout(revision, path.text());
-    // Paths that were made one after the other, as those of a program mostly are, have a place each.
-    ById& entry = cache->byId_[(path.id() + mixed(revision.number)) % places];
-    if (entry.revision == revision.number && entry.id == path.id()) return entry.value;
-    return remember(entry, revision, path);
+  [[nodiscard]] static const Found* recall(std::uint64_t revision, const SettingPath& path) noexcept {
+    const ReadCache* const cache = ofThread_;
+    if (cache == nullptr) return nullptr;
+    const ById& entry = cache->byId_[placeOf(revision, path)];
+    return entry.revision == revision && entry.id == path.id() ? &entry.found : nullptr;
   }
+
+  // Finds what is at a path, and keeps it. `revision` is held by the caller.
+  [[nodiscard]] static Found find(const Revision& revision, std::string_view path) noexcept;
+  [[nodiscard]] static Found find(const Revision& revision, const SettingPath& path) noexcept;
 
  private:
   static constexpr std::size_t sets = 256;
   static constexpr std::size_t ways = 4;
   static constexpr std::size_t places = 512;
-  static constexpr std::size_t longestPath = 108;  // six names of 17 bytes; makes an entry 128 bytes
+  static constexpr std::size_t longestPath = 108;  // six names of 17 bytes
 
   struct ByText {
     std::uint64_t revision = 0;
-    const Value* value = nullptr;
+    Found found;
     std::uint32_t length = 0;
     std::array<char, longestPath> path{};
 
-    [[nodiscard]] bool isFor(const Revision& wanted, std::string_view text) const noexcept {
-      return revision == wanted.number && length == text.size() && std::memcmp(path.data(), text.data(), length) == 0;
+    [[nodiscard]] bool isFor(std::uint64_t wanted, std::string_view text) const noexcept {
+      return revision == wanted && length == text.size() && std::memcmp(path.data(), text.data(), length) == 0;
     }
   };
   // The tags stand together: one look at memory tells of all ways.
@@ -59,14 +82,21 @@ class ReadCache {
     std::size_t oldest = 0;
     std::array<ByText, ways> entries{};
   };
-  struct ById {
+  struct alignas(64) ById {
     std::uint64_t revision = 0;
     std::uint64_t id = 0;
-    const Value* value = nullptr;
+    Found found;
   };
 
   static constexpr std::uint64_t mixer = 0x9E3779B97F4A7C15U;  // odd, its bits without a pattern
   static std::uint64_t mixed(std::uint64_t number) noexcept { return folded(number, mixer); }
+  static std::uint64_t tagOf(std::uint64_t revision, std::string_view path) noexcept {
+    return hashOf(path) ^ mixed(revision);
+  }
+  // Paths that were made one after the other, as those of a program mostly are, have a place each.
+  static std::size_t placeOf(std::uint64_t revision, const SettingPath& path) noexcept {
+    return (path.id() + (revision * mixer >> 32U)) % places;
+  }
 
   static std::uint64_t wordAt(const char* bytes) noexcept {
     std::uint64_t word = 0;
@@ -95,9 +125,8 @@ class ReadCache {
     return folded(low ^ mixer, high ^ hash);
   }
 
-  static const Value* findWithout(const Revision& revision, std::string_view path) noexcept;
-  static const Value* remember(Set& set, std::uint64_t tag, const Revision& revision, std::string_view path) noexcept;
-  static const Value* remember(ById& entry, const Revision& revision, const SettingPath& path) noexcept;
+  // This thread's, made when it has read often enough; null until then.
+  static ReadCache* made() noexcept;
 
   std::array<Set, sets> sets_{};
   std::array<ById, places> byId_{};
