@@ -63,6 +63,42 @@ TEST(PublishedState, EveryReadSeesOneWholeRevisionAndNeverAnOlderOneThanBefore) 
   pool->stop();
 }
 
+// What was read before is good as long as the number is that of its revision, so the two must not contradict each other
+// for a moment, nor in the end, whoever publishes first.
+TEST(PublishedState, TheNumberIsThatOfTheRevisionThatStays) {
+  constexpr int publishers = 3;
+  const auto pool = platform::WorkerPool::make();
+  for (int round = 0; round < 200; ++round) {
+    PublishedState state(*pool);
+    EXPECT_EQ(state.number(), 0U);
+    std::atomic<bool> end{false};
+    std::atomic<int> contradictions{0};
+    std::thread reader([&] {
+      std::uint64_t lastRead = 0;
+      while (!end.load(std::memory_order_relaxed)) {
+        const std::uint64_t before = state.number();
+        const std::uint64_t read =
+            state.read([](const Revision* present) { return present == nullptr ? 0 : present->number; });
+        const std::uint64_t after = state.number();
+        contradictions += read > after || read < lastRead || (before == after && lastRead == before && read != before);
+        lastRead = read;
+      }
+    });
+    std::vector<std::thread> threads;
+    for (int publisher = 0; publisher < publishers; ++publisher) {
+      threads.emplace_back([&] {
+        for (int i = 0; i < 20; ++i) publishEitherWay(state, revision(i), i);
+      });
+    }
+    for (std::thread& thread : threads) thread.join();
+    end = true;
+    reader.join();
+    EXPECT_EQ(contradictions, 0);
+    EXPECT_EQ(state.revision()->number, state.number());
+  }
+  pool->stop();
+}
+
 TEST(PublishedState, ATreeIsFreedOnceNobodyReadsIt) {
   const auto pool = platform::WorkerPool::make();
   {
