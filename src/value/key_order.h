@@ -88,6 +88,7 @@ class KeyProbe {
 // ones the last stays. An element may change its place by its bytes.
 template <typename Element, typename Order>
 void sortAndKeepLast(std::vector<Element>& elements, Order order) {
+  if (elements.size() < 2) return;
   Element* const begin = elements.data();
   Element* const end = begin + elements.size();
   const auto isSorted = [&] {
