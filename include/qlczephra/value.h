@@ -369,9 +369,9 @@ class QLCZEPHRA_EXPORT Map::Builder {
 };
 
 inline Value::Kind Value::kind() const noexcept {
-  constexpr Kind kinds[] = {Kind::null,   Kind::boolean, Kind::integer, Kind::integer, Kind::real,
-                            Kind::string, Kind::string,  Kind::list,    Kind::map};
-  return kinds[tag_ & 0x0FU];
+  // Four bits for each tag, null's the lowest: Kind::null, boolean, integer twice, real, string twice, list, map.
+  constexpr std::uint64_t kinds = 0x6'5443'2210;
+  return static_cast<Kind>(kinds >> (tag_ & 0x0FU) * 4U & 0x0FU);
 }
 
 inline std::optional<std::string_view> Value::string() const noexcept {
