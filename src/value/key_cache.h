@@ -2,9 +2,9 @@
 #pragma once
 
 #include <cstddef>
-#include <functional>
+#include <cstdint>
+#include <cstring>
 #include <string_view>
-#include <vector>
 
 #include "qlczephra/value.h"
 
@@ -16,8 +16,7 @@ class KeyCache {
   // last for each place, so its cost does not depend on how many different keys a document has.
   [[nodiscard]] Value keyFor(std::string_view text) {
     if (text.size() <= longestInline) return {text};
-    if (places_.empty()) places_.resize(placeCount);
-    Value& place = places_[std::hash<std::string_view>()(text) % placeCount];
+    Value& place = places_[placeOf(text)];
     if (place.string() != text) place = Value(text);
     return place;
   }
@@ -25,7 +24,16 @@ class KeyCache {
  private:
   static constexpr std::size_t longestInline = 15;
   static constexpr std::size_t placeCount = 256;
-  std::vector<Value> places_;
+
+  // By the ends of the text and its length, which is enough to tell names apart.
+  [[nodiscard]] static std::size_t placeOf(std::string_view text) noexcept {
+    std::uint64_t ends[2];
+    std::memcpy(&ends[0], text.data(), sizeof ends[0]);
+    std::memcpy(&ends[1], text.data() + text.size() - sizeof ends[1], sizeof ends[1]);
+    return (ends[0] + ends[1] * 31 + text.size()) * 0x9E3779B97F4A7C15U >> 56U;
+  }
+
+  Value places_[placeCount];
 };
 
 }  // namespace qlczephra
