@@ -1,7 +1,8 @@
-// Search for the first byte of a class, 16 bytes at a step where the processor can. Never reads outside the range.
+// Classes of bytes, looked at 16 bytes at a step where the processor can.
 #pragma once
 
 #include <bit>
+#include <cstddef>
 #include <cstdint>
 
 #ifdef __SSE2__
@@ -28,6 +29,15 @@ struct Control {
 #ifdef __SSE2__
   static __m128i in(__m128i block) noexcept {
     return _mm_cmpeq_epi8(_mm_min_epu8(block, _mm_set1_epi8(' ' - 1)), block);
+  }
+#endif
+};
+
+struct ControlOrNonAscii {
+  static constexpr bool has(char byte) noexcept { return Control::has(byte) || NonAscii::has(byte); }
+#ifdef __SSE2__
+  static __m128i in(__m128i block) noexcept {
+    return _mm_cmplt_epi8(block, _mm_set1_epi8(' '));  // signed, so that one comparison tells of both
   }
 #endif
 };
@@ -86,13 +96,25 @@ struct Without {
 
 }  // namespace bytes
 
-// `last` when there is none.
+// A bit for each of the 16 bytes from `block` on that is of the class, the first byte's being the lowest.
+template <typename Class>
+[[nodiscard]] inline std::uint32_t bitsOf(const char* block) noexcept {
+#ifdef __SSE2__
+  return static_cast<std::uint32_t>(
+      _mm_movemask_epi8(Class::in(_mm_loadu_si128(reinterpret_cast<const __m128i*>(block)))));
+#else
+  std::uint32_t bits = 0;
+  for (unsigned i = 0; i < 16; ++i) bits |= std::uint32_t{Class::has(block[i])} << i;
+  return bits;
+#endif
+}
+
+// Search in a range, outside of which nothing is read; `last` when there is none.
 template <typename Class>
 [[nodiscard]] inline const char* findFirst(const char* first, const char* last) noexcept {
 #ifdef __SSE2__
   for (; last - first >= 16; first += 16) {
-    const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(first));
-    const auto found = static_cast<std::uint32_t>(_mm_movemask_epi8(Class::in(block)));
+    const std::uint32_t found = bitsOf<Class>(first);
     if (found != 0) return first + std::countr_zero(found);
   }
 #endif

@@ -8,6 +8,7 @@
 #include <stdexcept>
 
 #include "value/block_arena.h"
+#include "value/content.h"
 #include "value/key_order.h"
 #include "value/map_maker.h"
 
@@ -187,16 +188,9 @@ std::size_t Value::nesting() const noexcept {
 
 namespace {
 
-// What a list or map holds, as the values that stand in its block: of a map each key, then its value.
-struct Content {
-  const Value* first = nullptr;
-  std::size_t count = 0;
-};
-
-Content contentOf(const Value& value) noexcept {
-  if (const List* list = value.list()) return list->empty() ? Content{} : Content{list->begin(), list->size()};
-  const Map& map = *value.map();
-  return map.empty() ? Content{} : Content{&map.begin().sharedKey(), map.size() * 2};
+Content contentOf(const Value& container) noexcept {
+  const List* list = container.list();
+  return list != nullptr ? qlczephra::contentOf(*list) : qlczephra::contentOf(*container.map());
 }
 
 bool areShared(const Value& left, const Value& right) noexcept {

@@ -315,6 +315,29 @@ TEST(Plist, WhatIsWrittenReadsBackEqual) {
   }
 }
 
+// Text is looked at in blocks: nothing in it may be missed, wherever it stands.
+TEST(Plist, TextOfAnyLengthIsSeenWhole) {
+  const std::string plain = "0123456789abcdefghijklmnopqrstuvwxyz ABCDEFGHIJKLMNOPQRSTUVWXYZ 0123456789";
+  for (std::size_t length = 0; length <= 70; ++length) {
+    for (std::size_t at = 0; at <= length; ++at) {
+      const auto with = [&](std::string_view piece) {
+        return plain.substr(0, at).append(piece).append(plain, at, length - at);
+      };
+      for (const std::string_view good :
+           {"&", "<", ">", "\r", "\t", "\n", "]]>", "\x7F", "\xC3\xA9", "\xF0\x9F\x98\x80"}) {
+        const Value value = Map{{with(good), with(good)}};
+        const auto text = write(value);
+        ASSERT_TRUE(text) << with(good);
+        ASSERT_EQ(valueOf(*text), value) << *text;
+      }
+      for (const std::string_view bad : {"\x01", "\x1F", "\x80", "\xC3", "\xEF\xBF\xBE", "\xED\xA0\x80"}) {
+        ASSERT_EQ(write(Map{{with(bad), 1}}), std::nullopt) << with(bad);
+        ASSERT_EQ(write(List{with(bad)}), std::nullopt) << with(bad);
+      }
+    }
+  }
+}
+
 // A file cut at any byte is refused: a settings file is never taken for a shorter one.
 TEST(PlistReader, RefusesEveryPrefix) {
   test::RandomValues random(1, {.nulls = false, .controlCharacters = false});
