@@ -69,6 +69,8 @@ inline bool releaseIsLast(SharedBlock* block) noexcept {
          __atomic_fetch_sub(&block->references, 1U, __ATOMIC_ACQ_REL) == 1U;
 }
 
+class ValueStack;
+
 // Frees a block whose last reference is gone, and with it all that only it referred to.
 struct QLCZEPHRA_EXPORT Disposal {
   static void ofList(ContainerBlock* block) noexcept;
@@ -118,6 +120,7 @@ class QLCZEPHRA_EXPORT List {
 
  private:
   friend class Value;
+  friend class detail::ValueStack;
   // Moves the values out.
   List(Value* first, std::size_t count);
   detail::ContainerBlock* block_ = nullptr;
@@ -170,9 +173,9 @@ class QLCZEPHRA_EXPORT Map {
  private:
   friend class Value;
   friend class MapMaker;
+  friend class detail::ValueStack;
   friend struct detail::Disposal;
   struct Slot;
-  class Probe;
   [[nodiscard]] const Slot* slots() const noexcept;
   detail::ContainerBlock* block_ = nullptr;
 };
@@ -265,6 +268,7 @@ class QLCZEPHRA_EXPORT Value {
 
  private:
   friend class Map;
+  friend class detail::ValueStack;
   friend struct detail::Disposal;
 
   // The low four bits of the tag byte; the high four hold the length of an inline string.

@@ -109,6 +109,19 @@ template <typename Class>
 #endif
 }
 
+// A bit for each of the 16 bytes from `left` on that is as the one from `right` on.
+[[nodiscard]] inline std::uint32_t equalBits(const char* left, const char* right) noexcept {
+#ifdef __SSE2__
+  const __m128i equal = _mm_cmpeq_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(left)),
+                                       _mm_loadu_si128(reinterpret_cast<const __m128i*>(right)));
+  return static_cast<std::uint32_t>(_mm_movemask_epi8(equal));
+#else
+  std::uint32_t bits = 0;
+  for (unsigned i = 0; i < 16; ++i) bits |= std::uint32_t{left[i] == right[i]} << i;
+  return bits;
+#endif
+}
+
 // Search in a range, outside of which nothing is read; `last` when there is none.
 template <typename Class>
 [[nodiscard]] inline const char* findFirst(const char* first, const char* last) noexcept {

@@ -84,20 +84,22 @@ class KeyProbe {
   KeyWords words_;
 };
 
+// Whether each element comes before the next by `order`, as below.
+template <typename Element, typename Order>
+[[nodiscard]] bool isAscending(const Element* first, const Element* last, Order order) {
+  for (; last - first > 1; ++first) {
+    if (order(first[0], first[1]) >= 0) return false;
+  }
+  return true;
+}
+
 // Sorts elements by `order`, which is below 0 when the first of two comes first and 0 when they are equal; of equal
 // ones the last stays. An element may change its place by its bytes.
 template <typename Element, typename Order>
 void sortAndKeepLast(std::vector<Element>& elements, Order order) {
-  if (elements.size() < 2) return;
   Element* const begin = elements.data();
   Element* const end = begin + elements.size();
-  const auto isSorted = [&] {
-    for (const Element* next = begin + 1; next < end; ++next) {
-      if (order(next[-1], *next) >= 0) return false;
-    }
-    return true;
-  };
-  if (isSorted()) return;
+  if (isAscending(begin, end, order)) return;
   constexpr std::ptrdiff_t few = 32;
   if (end - begin <= few) {
     // In place; std::stable_sort would ask for memory.

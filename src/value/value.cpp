@@ -4,6 +4,7 @@
 #include <bit>
 #include <cmath>
 #include <limits>
+#include <memory>
 #include <new>
 #include <stdexcept>
 
@@ -11,6 +12,8 @@
 #include "value/content.h"
 #include "value/key_order.h"
 #include "value/map_maker.h"
+#include "value/short_copy.h"
+#include "value/value_stack.h"
 
 namespace qlczephra {
 
@@ -308,6 +311,8 @@ std::size_t lowerBound(const Slot* slots, std::size_t size, const KeyProbe& want
   return first;
 }
 
+constexpr auto slotOrder = [](const auto& left, const auto& right) { return compareKeys(left.key, right.key); };
+
 }  // namespace
 
 Map::Map(std::initializer_list<Pair> entries) {
@@ -359,7 +364,7 @@ bool operator==(const Map& left, const Map& right) noexcept {
 Map::Builder::Builder(const Map& base) : slots_(base.slots(), base.slots() + base.size()) {}
 
 Map Map::Builder::build() {
-  sortAndKeepLast(slots_, [](const Slot& left, const Slot& right) { return compareKeys(left.key, right.key); });
+  sortAndKeepLast(slots_, slotOrder);
   Map result = MapMaker::ofAscending(slots_.data(), slots_.size());
   slots_.clear();
   return result;
@@ -374,5 +379,86 @@ Map MapMaker::ofAscending(Slot* first, std::size_t count) {
   }
   return result;
 }
+
+// ---- ValueStack
+
+namespace detail {
+
+ValueStack::~ValueStack() {
+  std::destroy_n(values_, size_);
+  if (capacity_ > few) ::operator delete(values_);
+}
+
+void ValueStack::grow(std::size_t capacity) {
+  auto* const values = static_cast<Value*>(::operator new(capacity * sizeof(Value)));
+  std::memcpy(static_cast<void*>(values), static_cast<const void*>(values_), size_ * sizeof(Value));
+  if (capacity_ > few) ::operator delete(values_);
+  values_ = values;
+  capacity_ = capacity;
+}
+
+ContainerBlock* ValueStack::cut(const Value* first, std::size_t count) {
+  ContainerBlock* const block = innermost_.isMap ? emptyBlockOf<Map::Slot>(count / 2) : emptyBlockOf<Value>(count);
+  block->nesting = innermost_.nesting;
+  copyMedium(reinterpret_cast<const char*>(first), count * sizeof(Value), reinterpret_cast<char*>(block + 1));
+  return block;
+}
+
+// Short keys and booleans only: nothing that is shared, so that their bytes tell whether two are equal.
+bool ValueStack::areSwitches(const Value* first, std::size_t count) noexcept {
+  for (std::size_t i = 0; i < count; i += 2) {
+    if (first[i].tag() != Value::Tag::inlineString || first[i + 1].tag() != Value::Tag::boolean) return false;
+  }
+  return true;
+}
+
+ContainerBlock* ValueStack::cutSwitches(const Value* first, std::size_t count) {
+  std::uint64_t hash = 0;
+  for (std::size_t i = 0; i < count; i += 2) {
+    hash = (hash + first[i].load<std::uint64_t>() + first[i + 1].load<std::uint64_t>()) * 0x9E3779B97F4A7C15U;
+  }
+  Map& known = switches_[hash >> 60U];
+  const auto isSame = [](const Value& left, const Value& right) {
+    return std::memcmp(static_cast<const void*>(&left), static_cast<const void*>(&right), sizeof(Value)) == 0;
+  };
+  if (known.size() * 2 != count || !std::equal(first, first + count, contentOf(known).first, isSame)) {
+    Map map;
+    map.block_ = cut(first, count);
+    known = std::move(map);
+  }
+  retain(known.block_);
+  return known.block_;
+}
+
+ContainerBlock* ValueStack::cutMap(Value* first, std::size_t count) {
+  const auto* const slots = std::launder(reinterpret_cast<Map::Slot*>(first));
+  if (isAscending(slots, slots + count / 2, slotOrder)) {
+    return count <= mostSwitches && areSwitches(first, count) ? cutSwitches(first, count) : cut(first, count);
+  }
+  return cutUnordered(first, count);
+}
+
+[[gnu::noinline]] ContainerBlock* ValueStack::cutUnordered(Value* first, std::size_t count) {
+  Map::Builder sorting;
+  for (std::size_t i = 0; i < count; i += 2) sorting.setShared(std::move(first[i]), std::move(first[i + 1]));
+  Map sorted = sorting.build();
+  return std::exchange(sorted.block_, nullptr);
+}
+
+void ValueStack::close() {
+  Value* const first = values_ + innermost_.first;
+  const std::size_t count = size_ - innermost_.first;
+  const bool isMap = innermost_.isMap;
+  ContainerBlock* const block = count == 0 ? nullptr : isMap ? cutMap(first, count) : cut(first, count);
+  // The values have moved into the block; what is left of them on the stack need not be destroyed.
+  size_ = innermost_.first;
+  innermost_ = around_.back();
+  around_.pop_back();
+  const std::uint32_t nesting = block == nullptr ? 1 : block->nesting;
+  innermost_.nesting = std::max(innermost_.nesting, nesting + 1);
+  put(isMap ? Value::Tag::map : Value::Tag::list, reinterpret_cast<std::uintptr_t>(block));
+}
+
+}  // namespace detail
 
 }  // namespace qlczephra

@@ -338,6 +338,60 @@ TEST(Plist, TextOfAnyLengthIsSeenWhole) {
   }
 }
 
+// The usual form is read by steps of its own; every other form must give the same.
+TEST(PlistReader, WhatStandsBetweenElementsMakesNoDifference) {
+  Value value = Map{{"boolean", List{true, false}},
+                    {"integer", List{0, -1, 123456789012345678, -123456789012345678, 1234567890123456789, ~0ULL}},
+                    {"real", List{0.5, -1e300}},
+                    {"a key longer than a block", List{"", "short", "0123456789abcde", "0123456789abcdef"}}};
+  for (int level = 0; level < 10; ++level) {
+    value = Map{{"list", List{Map{}, value, List{}}}, {"number", level}, {"v", true}};
+  }
+  const std::string usual = *write(value);
+  struct Form {
+    std::string_view lineFeed, tab;
+  } forms[] = {
+      {"\n", "\t"}, {"\r\n", "\t"}, {"\n", "  "}, {"", ""}, {"\n", ""}, {"\n\t ", "\t"}, {"<!-- - -->\n<?a b?>", "\t"}};
+  const std::size_t inside = usual.find("<dict>");
+  for (const auto& [lineFeed, tab] : forms) {
+    std::string text = usual.substr(0, inside);
+    for (const char byte : usual.substr(inside)) {
+      text += byte == '\n' ? lineFeed : byte == '\t' ? tab : std::string_view(&byte, 1);
+    }
+    EXPECT_EQ(valueOf(text), value) << text;
+  }
+}
+
+// No byte gets in unseen, neither where a text is read in the usual form nor around it.
+TEST(PlistReader, RefusesWhatIsNoTextWhereverItStands) {
+  const Value value = Map{{"a", List{true, 1, 1.5, "a string longer than a block"}}, {"b", "short"}};
+  const std::string whole = *write(value) + "<!-- z -->";
+  for (const char byte : {'\x01', '\x80', '\xFF'}) {
+    for (std::size_t at = 0; at < whole.size(); ++at) {
+      std::string text = whole;
+      text[at] = byte;
+      ASSERT_EQ(valueOf(text), "REFUSED: not valid utf-8, or a character that xml forbids") << at;
+    }
+  }
+}
+
+// Nodes of settings that are on or off are most of a tree.
+TEST(PlistReader, EqualMapsOfBooleansAreShared) {
+  const Value tree = Map{{"a", Map{{"ro", false}, {"v", true}}},
+                         {"b", Map{{"ro", false}, {"v", false}}},
+                         {"c", Map{{"ro", false}, {"v", true}}},
+                         {"d", Map{{"v", true}}},
+                         {"e", Map{{"w", true}}},
+                         {"f", Map{{"v", true}}}};
+  const Value read = valueOf(*write(tree));
+  ASSERT_EQ(read, tree);
+  const auto areShared = [&](const char* left, const char* right) {
+    return read.map()->find(left)->map()->sharesWith(*read.map()->find(right)->map());
+  };
+  EXPECT_TRUE(areShared("a", "c"));
+  EXPECT_TRUE(areShared("d", "f"));
+}
+
 // A file cut at any byte is refused: a settings file is never taken for a shorter one.
 TEST(PlistReader, RefusesEveryPrefix) {
   test::RandomValues random(1, {.nulls = false, .controlCharacters = false});

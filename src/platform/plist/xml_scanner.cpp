@@ -27,6 +27,11 @@ bool isPublicIdentifier(std::string_view text) noexcept {
 
 // ---- steps that everything is made of
 
+bool XmlScanner::isText() {
+  if (!isKnownText_) isKnownText_ = isXmlText(rest_);
+  return isKnownText_ || fail(noText);
+}
+
 bool XmlScanner::skipBlanks() noexcept {
   const char* const first = rest_.data();
   const char* const stop = findFirst<bytes::Not<Blank>>(first, first + rest_.size());
@@ -77,7 +82,7 @@ bool XmlScanner::skipInstruction() {
 
 bool XmlScanner::readProlog(std::string_view root) {
   takeIf("\xEF\xBB\xBF");
-  if (!isXmlText(rest_)) return fail("not valid utf-8, or a character that xml forbids");
+  if (!isText()) return false;
   if (rest_.starts_with("<?xml") && rest_.size() > 5 && isBlank(rest_[5])) {
     rest_.remove_prefix(5);
     if (!readDeclaration()) return false;
@@ -132,13 +137,13 @@ bool XmlScanner::readDocumentType(std::string_view root) {
 }
 
 bool XmlScanner::readEpilog() {
-  return skipMisc() && (rest_.empty() || fail("something after the root element"));
+  return isText() && skipMisc() && (rest_.empty() || fail("something after the root element"));
 }
 
 // ---- tags
 
 std::optional<Tag> XmlScanner::readTag() {
-  if (!skipMisc()) return std::nullopt;
+  if (!isText() || !skipMisc()) return std::nullopt;
   if (!takeIf("<")) {
     fail(rest_.empty() ? "ends too early" : "text between elements");
     return std::nullopt;

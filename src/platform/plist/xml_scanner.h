@@ -18,10 +18,23 @@ struct Tag {
 // The text outlives the scanner and all that it gave.
 class XmlScanner {
  public:
+  static constexpr const char* noText = "not valid utf-8, or a character that xml forbids";
+
   explicit XmlScanner(std::string_view text) : rest_(text) {}
 
   // In lower case, without the document's content; null as long as nothing failed.
   [[nodiscard]] const char* error() const noexcept { return error_; }
+
+  // What is still to read. Another may read on from there, as far as it answers for the characters itself.
+  [[nodiscard]] std::string_view rest() const noexcept { return rest_; }
+  void goOnWith(std::string_view rest) noexcept { rest_ = rest; }
+
+  // Passes these characters if they come next.
+  bool takeIf(std::string_view wanted) noexcept {
+    if (!rest_.starts_with(wanted)) return false;
+    rest_.remove_prefix(wanted.size());
+    return true;
+  }
 
   // All that stands before the root element, whose name `root` the document type, if there is one, must bear.
   bool readProlog(std::string_view root);
@@ -44,11 +57,7 @@ class XmlScanner {
     error_ = reason;
     return false;
   }
-  bool takeIf(std::string_view wanted) noexcept {
-    if (!rest_.starts_with(wanted)) return false;
-    rest_.remove_prefix(wanted.size());
-    return true;
-  }
+  bool isText();               // all that is still to read is well-formed and allowed; looked at once
   bool skipBlanks() noexcept;  // true when there were any
   // Passes everything up to and with `end`.
   std::optional<std::string_view> takeUntil(std::string_view end) noexcept;
@@ -70,7 +79,8 @@ class XmlScanner {
   bool appendReference();
   bool readTextInPieces();
 
-  std::string_view rest_;  // what is still to read
+  std::string_view rest_;
+  bool isKnownText_ = false;
   const char* error_ = nullptr;
   std::string text_;
   std::vector<std::string_view> attributes_;
