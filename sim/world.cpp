@@ -3,8 +3,6 @@
 #include <stdexcept>
 #include <utility>
 
-#include "platform/hazard.h"
-
 namespace qlczephra::sim {
 
 using std::chrono::milliseconds;
@@ -15,10 +13,7 @@ World::World(std::uint64_t seed, DiskImage disk)
       scheduler_(random_, clocks_, history_),
       network_(scheduler_, random_, clocks_, history_),
       disk_(std::move(disk), random_, history_),
-      log_(history_) {
-  // What other worlds of this process left there would otherwise decide when this one's workers are asked to reclaim.
-  platform::reclaimRetired();
-}
+      log_(history_) {}
 
 World::~World() {
   scheduler_.stop();

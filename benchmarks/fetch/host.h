@@ -1,9 +1,10 @@
 // A host of managers: the machine with a trust store of its own, a token, a URL, and fetches that are waited for.
 #pragma once
 
+#include <condition_variable>
 #include <cstddef>
-#include <latch>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
@@ -20,10 +21,7 @@ inline constexpr const char* token = "a-token-of-a-host-that-measures";
 // This machine, with another file of trusted certificates.
 class MachineTrusting : public platform::NativePlatform {
  public:
-  explicit MachineTrusting(std::string bundle)
-      : session_({[this](platform::Task task) { workers().post(std::move(task)); }, [this] { return hostCodeBegins(); },
-                  [this] { hostCodeEnds(); }, &log()},
-                 {.trustBundle = std::move(bundle)}) {}
+  explicit MachineTrusting(std::string bundle) : session_(httpEnvironment(), {.trustBundle = std::move(bundle)}) {}
   platform::HttpSession& http() override { return session_; }
   // Waits for no network.
   void end() {
@@ -71,14 +69,19 @@ using Managers = std::vector<std::unique_ptr<QLCZephraManager>>;
 
 // All of them fetch at once; returns when the last one has its reply.
 inline void fetchAll(const Managers& managers) {
-  std::latch done(static_cast<std::ptrdiff_t>(managers.size()));
+  // No std::latch, whose waiting thread keeps a processor busy for a while before it sleeps.
+  std::mutex mutex;
+  std::condition_variable last;
+  std::size_t open = managers.size();
   for (const auto& manager : managers) {
-    manager->fetchRemoteSettings([&done](const ErrorRef& error) {
+    manager->fetchRemoteSettings([&](const ErrorRef& error) {
       require(error == nullptr, "a fetch failed");
-      done.count_down();
+      const std::lock_guard lock(mutex);
+      if (--open == 0) last.notify_one();
     });
   }
-  done.wait();
+  std::unique_lock lock(mutex);
+  last.wait(lock, [&] { return open == 0; });
 }
 
 // The next fetch is answered with the whole document, not with "not modified".

@@ -56,14 +56,15 @@ class HazardGuard {
   T* object_;
 };
 
-// Frees `object` with `release` once no thread reads it any more: soon, on `workers`. To be called after the pointer to
-// it was replaced. `release` must neither throw nor call host code.
+// Frees `object` with `release` once no thread reads it any more: on one of the `workers` when its present task has
+// ended, on another thread at once. To be called after the pointer to it was replaced. `release` must neither throw nor
+// call host code.
 void retire(const void* object, void (*release)(const void*), WorkerQueue& workers);
 
-// The same for what is freed quicker than a worker wakes up: it goes here and now unless somebody reads it.
+// The same for what is freed in no time: it goes here and now, on any thread, unless somebody reads it.
 void retireSmall(const void* object, void (*release)(const void*), WorkerQueue& workers);
 
-// Frees at once what was retired and is not being read, as the workers would do soon.
+// Frees at once what was retired and is not being read.
 void reclaimRetired();
 
 }  // namespace qlczephra::platform

@@ -45,6 +45,26 @@ TEST_F(HttpConnections, AreClosedAfterSomeIdleTime) {
   EXPECT_EQ(closed.get_future().wait_for(aLot), std::future_status::ready);
 }
 
+// The thread that drove the network for a transfer is the one that runs its completion.
+TEST_F(HttpConnections, AreDrivenWhileCompletionsAreHeldUp) {
+  constexpr int heldUp = 5;  // more than there are workers when nothing is held up
+  const RawServer server(test::answering(test::okReply()));
+  std::atomic<int> good{0};
+  std::vector<std::future<void>> ends;
+  for (int i = 0; i < heldUp; ++i) {
+    auto ended = std::make_shared<std::promise<void>>();
+    ends.push_back(ended->get_future());
+    session().send(get(server.url()), [&, ended](const HttpOutcome& outcome) {
+      ASSERT_TRUE(workers_->hostCodeBegins());
+      if (statusOf(outcome) == 200 && statusOf(exchange(get(server.url()))) == 200) ++good;
+      workers_->hostCodeEnds();
+      ended->set_value();
+    });
+  }
+  for (auto& end : ends) ASSERT_EQ(end.wait_for(aLot), std::future_status::ready);
+  EXPECT_EQ(good, heldUp);
+}
+
 // A server may close a kept connection at the very moment at which the next request is on its way.
 TEST_F(HttpConnections, ThatDiedUnnoticedLoseNoRequest) {
   const std::string large(8'000'000, 'x');

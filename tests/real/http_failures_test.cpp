@@ -243,8 +243,7 @@ TEST_F(HttpFailures, StopWaitsForNothingAndLeavesNothing) {
 TEST_F(HttpFailures, StopWithoutARequestOrBeforeAnyMoved) {
   session().stop();
   for (int i = 0; i < 50; ++i) {
-    CurlHttpSession brief(NativeHttpEnvironment{[workers = workers_](Task task) { workers->post(std::move(task)); },
-                                                [] { return true; }, [] {}, &nativeLog()});
+    CurlHttpSession brief(httpEnvironmentOn(workers_));
     if (i % 2 == 0) brief.send(get("http://127.0.0.1:1/"), [](const HttpOutcome&) {});
   }
 }

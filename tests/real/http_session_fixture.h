@@ -14,7 +14,6 @@
 #include <vector>
 
 #include "platform/native/curl_http_session.h"
-#include "platform/native/native_log.h"
 #include "platform/native/worker_pool.h"
 #include "tests/support/certificates.h"
 #include "tests/support/raw_server.h"
@@ -63,11 +62,7 @@ class HttpSessionTest : public ::testing::Test {
 
   CurlHttpSession& session() {
     if (!session_) {
-      session_ = std::make_unique<CurlHttpSession>(
-          NativeHttpEnvironment{[workers = workers_](Task task) { workers->post(std::move(task)); },
-                                [workers = workers_] { return workers->hostCodeBegins(); },
-                                [workers = workers_] { workers->hostCodeEnds(); }, &nativeLog()},
-          options);
+      session_ = std::make_unique<CurlHttpSession>(httpEnvironmentOn(workers_), options);
     }
     return *session_;
   }

@@ -7,7 +7,6 @@
 #include <cerrno>
 #include <set>
 
-#include "platform/hazard.h"
 #include "platform/replace_file.h"
 
 namespace qlczephra::sim {
@@ -97,20 +96,6 @@ TEST(World, TimePassesOnlyWhereNothingIsReady) {
   EXPECT_EQ(order, "past early at once wall late ");
   EXPECT_EQ(world.clocks().elapsed(), seconds(7200));
   EXPECT_FALSE(world.step());
-}
-
-TEST(World, OwesNothingToWhatAnEarlierOneLeftUndone) {
-  const auto retireOne = [](World& world) {
-    platform::retire(
-        new int, [](const void* object) { delete static_cast<const int*>(object); }, world.workers());
-  };
-  {
-    World world(1);
-    retireOne(world);
-  }
-  World world(1);
-  retireOne(world);
-  EXPECT_TRUE(world.step()) << "the workers of this world are asked to reclaim, as in a new process";
 }
 
 // The outcomes that a power cut may leave of replacing "old" by "new content", by what was flushed before it.

@@ -1,46 +1,140 @@
 #include "platform/native/curl_http_session.h"
 
 #include <openssl/crypto.h>
-#include <pthread.h>
 
+#include <iterator>
 #include <new>
+#include <optional>
 #include <system_error>
 #include <utility>
 #include <vector>
 
-#include "platform/native/blocked_signals.h"
-
 namespace qlczephra::platform {
 namespace {
 
-// A request on its way to the network thread.
+// A request on its way to the network.
 struct Submission {
   HttpRequest request;
   HttpCompletion completion;
 };
 
+struct CurlInUse {
+  CurlInUse() { curl_global_init(CURL_GLOBAL_DEFAULT); }
+  ~CurlInUse() { curl_global_cleanup(); }
+  CurlInUse(const CurlInUse&) = delete;
+  CurlInUse& operator=(const CurlInUse&) = delete;
+};
+
 }  // namespace
 
-struct CurlHttpSession::Network {
-  EventLoop loop;
-  HttpEngine* engine = nullptr;  // while the thread runs; used by it alone
-  std::thread thread;
+// What a worker drives. Posted tasks hold it, and may come after the session has gone.
+class CurlHttpSession::Network : public std::enable_shared_from_this<Network> {
+ public:
+  // Throws std::system_error when descriptors are short.
+  Network(NativeHttpEnvironment environment, HttpSessionOptions options,
+          std::shared_ptr<std::atomic<std::uint64_t>> trustStoreLoads)
+      : environment_(std::move(environment)),
+        options_(std::move(options)),
+        trustStoreLoads_(std::move(trustStoreLoads)),
+        loop_([this] { summonDriver(); }) {}
 
-  void run(const NativeHttpEnvironment& environment, const HttpSessionOptions& options,
-           const std::shared_ptr<std::atomic<std::uint64_t>>& trustStoreLoads) {
-    pthread_setname_np(pthread_self(), "qlczephra-net");
-    curl_global_init(CURL_GLOBAL_DEFAULT);
-    std::vector<Task> dropped;
-    {
-      HttpEngine made(loop, environment, options, trustStoreLoads);
-      engine = &made;
-      loop.run();
-      dropped = loop.mailbox()->close();
-    }
-    curl_global_cleanup();
-    // They hold objects of the host, whose destructors are host code.
-    if (!dropped.empty()) environment.post([dropped = std::move(dropped)] {});
+  void submit(std::shared_ptr<Submission> submission) {
+    loop_.mailbox()->post([this, submission = std::move(submission)] {
+      engine_->submit(std::move(submission->request), std::move(submission->completion));
+    });
   }
+
+  // Nobody may submit any more.
+  void stop() QLCZ_EXCLUDES(mutex_) {
+    {
+      const MutexLock lock(mutex_);
+      stopped_ = true;
+      loop_.stop();
+      while (drivers_ != 0) changed_.wait(mutex_);
+    }
+    engine_.reset();
+    // What is left holds objects of the host, whose destructors are host code.
+    auto dropped = loop_.mailbox()->close();
+    if (!dropped.empty()) environment_.post([dropped = std::move(dropped)] {});
+  }
+
+ private:
+  void summonDriver() {
+    environment_.postFirst([self = shared_from_this()] { self->drive(); });
+  }
+
+  // No exception may leave it: nobody else would drive then.
+  void drive() noexcept QLCZ_EXCLUDES(mutex_) {
+    // Lest the workers count on this one.
+    if (!environment_.hostCodeBegins()) return;
+    std::vector<Task> deliveries;
+    if (driverBegins()) {
+      if (!engine_) {  // the first one; libcurl takes its time to begin
+        curl_.emplace();
+        engine_.emplace(loop_, environment_, options_, trustStoreLoads_);
+      }
+      const bool left = loop_.run([&] {
+        std::vector<Task> more = engine_->takeDeliveries();
+        std::move(more.begin(), more.end(), std::back_inserter(deliveries));
+        if (engine_->idle()) {
+          wakeForTimers();
+          return true;
+        }
+        for (Task& delivery : deliveries) environment_.post(std::move(delivery));
+        deliveries.clear();
+        return false;
+      });
+      if (!left) {
+        // Here and not where the session stops: a handshake that waits for a verdict must end on the thread that it
+        // began on.
+        engine_.reset();
+        deliveries.clear();
+      }
+      driverEnds();
+    }
+    environment_.hostCodeEnds();
+    // This thread is the one that will run the first of them.
+    for (Task& delivery : deliveries) environment_.post(std::move(delivery));
+  }
+
+  bool driverBegins() QLCZ_EXCLUDES(mutex_) {
+    const MutexLock lock(mutex_);
+    if (stopped_) return false;
+    ++drivers_;
+    return true;
+  }
+
+  void driverEnds() QLCZ_EXCLUDES(mutex_) {
+    const MutexLock lock(mutex_);
+    --drivers_;
+    changed_.notifyAll();
+  }
+
+  // For the driver that is about to leave: connections are closed in time although nobody drives.
+  void wakeForTimers() {
+    const auto next = loop_.nextTimer();
+    if (!next || (wakesAt_ && *wakesAt_ <= *next)) return;
+    wakesAt_ = next;
+    environment_.postAfter(*next - EventLoop::Clock::now(), [weak = weak_from_this()] {
+      const auto self = weak.lock();
+      if (self == nullptr) return;
+      self->loop_.mailbox()->post([raw = self.get()] { raw->wakesAt_.reset(); });
+    });
+  }
+
+  const NativeHttpEnvironment environment_;
+  const HttpSessionOptions options_;
+  const std::shared_ptr<std::atomic<std::uint64_t>> trustStoreLoads_;
+  EventLoop loop_;
+  // Belong to the driver.
+  std::optional<CurlInUse> curl_;
+  std::optional<HttpEngine> engine_;
+  std::optional<EventLoop::Clock::time_point> wakesAt_;
+
+  Mutex mutex_;
+  CondVar changed_;
+  bool stopped_ QLCZ_GUARDED_BY(mutex_) = false;
+  int drivers_ QLCZ_GUARDED_BY(mutex_) = 0;  // the one that leaves may overlap with the next
 };
 
 CurlHttpSession::CurlHttpSession(NativeHttpEnvironment environment, HttpSessionOptions options)
@@ -61,23 +155,17 @@ void CurlHttpSession::send(HttpRequest request, HttpCompletion completion) {
   Network* const network = startedNetwork();
   if (network == nullptr) {
     environment_.post([submission] {
-      submission->completion(
-          {std::nullopt, {}, "The network thread cannot be started: descriptors or memory are short"});
+      submission->completion({std::nullopt, {}, "The network cannot be used: descriptors or memory are short"});
     });
     return;
   }
-  network->loop.mailbox()->post([network, submission = std::move(submission)] {
-    network->engine->submit(std::move(submission->request), std::move(submission->completion));
-  });
+  network->submit(std::move(submission));
 }
 
 CurlHttpSession::Network* CurlHttpSession::startedNetwork() {
   if (network_) return network_.get();
   try {
-    auto network = std::make_unique<Network>();
-    const BlockedSignals blocked;
-    network->thread = std::thread([this, raw = network.get()] { raw->run(environment_, options_, trustStoreLoads_); });
-    network_ = std::move(network);
+    network_ = std::make_shared<Network>(environment_, options_, trustStoreLoads_);
   } catch (const std::system_error&) {
     return nullptr;
   }
@@ -85,15 +173,13 @@ CurlHttpSession::Network* CurlHttpSession::startedNetwork() {
 }
 
 void CurlHttpSession::stop() {
-  std::unique_ptr<Network> network;
+  std::shared_ptr<Network> network;
   {
     const MutexLock lock(mutex_);
     stopped_ = true;
     network = std::move(network_);
   }
-  if (!network) return;
-  network->loop.stop();
-  network->thread.join();
+  if (network) network->stop();
 }
 
 }  // namespace qlczephra::platform

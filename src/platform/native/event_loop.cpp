@@ -20,10 +20,10 @@ int makeEpoll() {
   return descriptor;
 }
 
-std::shared_ptr<Mailbox> makeMailbox(int epoll) {
-  auto mailbox = std::make_shared<Mailbox>();
+std::shared_ptr<Mailbox> makeMailbox(int epoll, std::function<void()> summon) {
+  auto mailbox = std::make_shared<Mailbox>(std::move(summon));
   epoll_event event{};
-  event.events = EPOLLIN;
+  event.events = EPOLLIN | EPOLLET;
   event.data.u64 = mailboxToken;
   if (::epoll_ctl(epoll, EPOLL_CTL_ADD, mailbox->descriptor(), &event) != 0) {
     throw std::system_error(errno, std::system_category(), "epoll_ctl");
@@ -33,10 +33,10 @@ std::shared_ptr<Mailbox> makeMailbox(int epoll) {
 
 }  // namespace
 
-EventLoop::EventLoop()
-    : epoll_(makeEpoll()), mailbox_([this] {
+EventLoop::EventLoop(std::function<void()> summon)
+    : epoll_(makeEpoll()), mailbox_([&] {
         try {
-          return makeMailbox(epoll_);
+          return makeMailbox(epoll_, std::move(summon));
         } catch (...) {
           ::close(epoll_);
           throw;
@@ -48,21 +48,27 @@ EventLoop::~EventLoop() {
   ::close(epoll_);
 }
 
-void EventLoop::run() {
+bool EventLoop::run(const std::function<bool()>& idle) {
   std::array<epoll_event, 64> events;
   while (!stopping_) {
+    for (Task& task : mailbox_->take()) task();
+    runDueTimers();
+    if (stopping_) break;
+    if (idle() && mailbox_->leave()) return true;
+    if (!mailbox_->beginWait()) continue;
     const int count = ::epoll_wait(epoll_, events.data(), static_cast<int>(events.size()), millisecondsToNextTimer());
+    mailbox_->endWait();
     for (int i = 0; i < count && !stopping_; ++i) {
       const epoll_event& event = events[static_cast<std::size_t>(i)];
-      dispatch(event.data.u64, event.events);
+      if (event.data.u64 != mailboxToken) dispatch(event.data.u64, event.events);
     }
-    runDueTimers();
   }
+  return false;
 }
 
 void EventLoop::stop() {
   stopping_ = true;
-  mailbox_->post([] {});
+  mailbox_->interrupt();
 }
 
 void EventLoop::watch(int descriptor, std::uint32_t events, Handler handler) {
@@ -92,6 +98,10 @@ void EventLoop::cancel(Timer& timer) {
   timer = {};
 }
 
+std::optional<EventLoop::Clock::time_point> EventLoop::nextTimer() const {
+  return timers_.empty() ? std::nullopt : std::optional(timers_.begin()->first.when);
+}
+
 int EventLoop::millisecondsToNextTimer() const {
   if (timers_.empty()) return -1;
   const auto left = std::chrono::ceil<std::chrono::milliseconds>(timers_.begin()->first.when - Clock::now());
@@ -99,10 +109,6 @@ int EventLoop::millisecondsToNextTimer() const {
 }
 
 void EventLoop::dispatch(std::uint64_t token, std::uint32_t events) {
-  if (token == mailboxToken) {
-    for (Task& task : mailbox_->take()) task();
-    return;
-  }
   const auto found = watched_.find(static_cast<int>(token & 0xFFFF'FFFF));
   if (found == watched_.end() || found->second.generation != token >> 32) return;
   const Handler handler = found->second.handler;  // a copy: it may unwatch itself
@@ -110,6 +116,7 @@ void EventLoop::dispatch(std::uint64_t token, std::uint32_t events) {
 }
 
 void EventLoop::runDueTimers() {
+  if (timers_.empty()) return;
   // Against one reading of the clock, so that a timer that sets itself again does not keep the loop here.
   const auto now = Clock::now();
   while (!timers_.empty() && timers_.begin()->first.when <= now && !stopping_) {

@@ -1,4 +1,4 @@
-// Waits for descriptors, for moments in time and for tasks from other threads, on the thread that runs it.
+// Waits for descriptors, for moments in time and for tasks from other threads, on whichever thread runs it.
 #pragma once
 
 #include <atomic>
@@ -7,14 +7,15 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <unordered_map>
 
 #include "platform/native/mailbox.h"
 
 namespace qlczephra::platform {
 
-// Everything but `mailbox` and `stop` belongs to the thread that runs the loop. A handler may watch, unwatch, set and
-// cancel whatever it likes, itself included.
+// Everything but `mailbox` and `stop` belongs to the thread that runs the loop, one at a time. A handler may watch,
+// unwatch, set and cancel whatever it likes, itself included.
 class EventLoop {
  public:
   using Clock = std::chrono::steady_clock;
@@ -27,13 +28,16 @@ class EventLoop {
     bool operator<(const Timer& other) const { return when != other.when ? when < other.when : number < other.number; }
   };
 
-  EventLoop();  // throws std::system_error when descriptors are short
+  // `summon` is called when somebody is to run the loop: see Mailbox.
+  explicit EventLoop(std::function<void()> summon);  // throws std::system_error when descriptors are short
   ~EventLoop();
   EventLoop(const EventLoop&) = delete;
   EventLoop& operator=(const EventLoop&) = delete;
 
-  // Until `stop`. What is in the mailbox then stays there.
-  void run();
+  // Until `stop`, or until `idle` says before a wait that there is nothing to wait for and no task has come. True for
+  // the latter: the loop is another's to run then, and nothing of it may be touched. What is in the mailbox after
+  // `stop` stays there.
+  [[nodiscard]] bool run(const std::function<bool()>& idle);
   // Any thread.
   void stop();
   // Its tasks run on the loop's thread in the order in which they were posted. Outlives the loop if need be.
@@ -46,6 +50,8 @@ class EventLoop {
   Timer at(Clock::time_point when, Task task);
   // Nothing happens when the timer has run. Leaves the name empty.
   void cancel(Timer& timer);
+  // When the loop is to be run again because of a timer.
+  [[nodiscard]] std::optional<Clock::time_point> nextTimer() const;
 
  private:
   struct Watched {

@@ -145,11 +145,10 @@ void retire(const void* object, void (*release)(const void*), WorkerQueue& worke
     const MutexLock lock(all.mutex);
     all.retired.push_back({object, release});
     now = all.retired.size() >= tooManyToWaitFor;
-    schedule = !all.scheduled && !now;
-    if (schedule) all.scheduled = true;
+    schedule = !now && !std::exchange(all.scheduled, true);
   }
-  if (now) reclaimRetired();
-  if (schedule) workers.post(reclaimRetired);
+  // No thread is woken for it, which would cost more than freeing what differs between two trees as a rule.
+  if (now || (schedule && !workers.postToThisThread(reclaimRetired))) reclaimRetired();
 }
 
 void retireSmall(const void* object, void (*release)(const void*), WorkerQueue& workers) {

@@ -62,16 +62,23 @@ HttpEngine::~HttpEngine() {
 }
 
 void HttpEngine::submit(HttpRequest request, HttpCompletion completion) {
-  auto endpoint = parseEndpoint(request.url);
+  const std::optional<Endpoint>& endpoint = endpointOf(request.url);
   const bool known = endpoint.has_value();
-  auto transfer =
-      std::make_unique<Transfer>(std::move(request), known ? *std::move(endpoint) : Endpoint{}, std::move(completion));
+  auto transfer = std::make_unique<Transfer>(std::move(request), endpoint.value_or(Endpoint{}), std::move(completion));
   if (!known) {
     deliver(*transfer, {std::nullopt, {}, "The request's URL is no complete http or https URL"});
     return;
   }
   queue_.push_back(std::move(transfer));
   startQueued();
+}
+
+const std::optional<Endpoint>& HttpEngine::endpointOf(const std::string& url) {
+  if (!lastEndpoint_ || lastUrl_ != url) {
+    lastEndpoint_ = parseEndpoint(url);
+    lastUrl_ = url;
+  }
+  return lastEndpoint_;
 }
 
 void HttpEngine::startQueued() {
@@ -125,7 +132,7 @@ void HttpEngine::runWhenPrepared(Exchange& exchange) {
   ConnectionPool& pool = poolFor(exchange);
   exchange.pool = &pool;
   Transfer& transfer = *exchange.transfer;
-  if (!transfer.prepare(exchange.addresses, exchange.certificates,
+  if (!transfer.prepare(easyHandles_, exchange.addresses, exchange.certificates,
                         [&pool, &transfer] { pool.noteWaitingForTrust(transfer); }) ||
       !pool.add(transfer)) {
     fail(exchange, "The request cannot be sent");
@@ -160,6 +167,7 @@ void HttpEngine::closeWhenIdle(const ConnectionPool& connections) {
   if (connections.transfers() != 0) return;
   pool->idleDeadline = loop_.at(Clock::now() + options_.idleTime, [this, pool] {
     std::erase_if(pools_, [pool](const auto& candidate) { return candidate.get() == pool; });
+    if (pools_.empty()) easyHandles_.clear();
   });
 }
 
@@ -220,6 +228,7 @@ void HttpEngine::finish(Exchange& exchange, HttpOutcome outcome) {
   deliver(*ended.transfer, std::move(outcome));
   if (ended.pool != nullptr) closeWhenIdle(*ended.pool);
   startQueued();
+  if (exchanges_.empty()) loop_.cancel(progressCheck_);
 }
 
 void HttpEngine::fail(Exchange& exchange, const char* reason) {
@@ -232,7 +241,8 @@ void HttpEngine::deliver(Transfer& transfer, HttpOutcome outcome) {
     HttpOutcome outcome;
   };
   auto delivery = std::make_shared<Delivery>(Delivery{transfer.takeHostObjects(), std::move(outcome)});
-  environment_.post([delivery = std::move(delivery)] { delivery->host.completion(std::move(delivery->outcome)); });
+  deliveries_.emplace_back(
+      [delivery = std::move(delivery)] { delivery->host.completion(std::move(delivery->outcome)); });
 }
 
 void HttpEngine::checkProgress() {

@@ -11,6 +11,7 @@
 #include <optional>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "platform/http_session.h"
@@ -32,7 +33,7 @@ struct HttpSessionOptions {
   std::chrono::milliseconds idleTime = std::chrono::seconds(115);
 };
 
-// Belongs to the network thread.
+// Belongs to the thread that drives the network.
 class HttpEngine final : private TransferObserver {
  public:
   HttpEngine(EventLoop& loop, NativeHttpEnvironment environment, HttpSessionOptions options,
@@ -43,6 +44,11 @@ class HttpEngine final : private TransferObserver {
   HttpEngine& operator=(const HttpEngine&) = delete;
 
   void submit(HttpRequest request, HttpCompletion completion);
+
+  // What is to be run on workers: completions.
+  [[nodiscard]] std::vector<Task> takeDeliveries() { return std::exchange(deliveries_, {}); }
+  // Whether nothing is to be done but to close connections in time. Then any thread may go on.
+  [[nodiscard]] bool idle() const { return exchanges_.empty() && queue_.empty(); }
 
  private:
   using Clock = EventLoop::Clock;
@@ -75,6 +81,8 @@ class HttpEngine final : private TransferObserver {
   void transferFinished(Transfer& transfer, CURLcode code) override;
   void transferWaitsForTrust(Transfer& transfer) override;
 
+  // None unless the URL is a complete http or https URL.
+  const std::optional<Endpoint>& endpointOf(const std::string& url);
   void start(std::unique_ptr<Transfer> transfer);
   void startQueued();
   void runWhenPrepared(Exchange& exchange);
@@ -93,11 +101,16 @@ class HttpEngine final : private TransferObserver {
   const NativeHttpEnvironment environment_;
   const HttpSessionOptions options_;
   Resolver resolver_;
+  // Of the last request; most go to the same URL, which need not be parsed again.
+  std::string lastUrl_;
+  std::optional<Endpoint> lastEndpoint_;
   TrustStore trustStore_;
+  EasyHandles easyHandles_;
   std::vector<std::unique_ptr<Pool>> pools_;
   std::unordered_map<Id, Exchange> exchanges_;
   std::unordered_map<const Transfer*, Id> ids_;
   std::deque<std::unique_ptr<Transfer>> queue_;
+  std::vector<Task> deliveries_;
   Id lastId_ = 0;
   EventLoop::Timer progressCheck_;
   bool stopping_ = false;

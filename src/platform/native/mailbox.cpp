@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdint>
 #include <system_error>
 #include <utility>
 
@@ -19,21 +18,38 @@ int makeEventDescriptor() {
 
 }  // namespace
 
-Mailbox::Mailbox() : descriptor_(makeEventDescriptor()) {}
+Mailbox::Mailbox(std::function<void()> summon) : summon_(std::move(summon)), descriptor_(makeEventDescriptor()) {}
 
 Mailbox::~Mailbox() {
   close();
 }
 
 bool Mailbox::post(Task task) {
-  const MutexLock lock(mutex_);
-  if (closed_) return false;
-  tasks_.push_back(std::move(task));
-  if (tasks_.size() == 1) {
-    const std::uint64_t one = 1;
-    [[maybe_unused]] const auto written = ::write(descriptor_, &one, sizeof(one));
+  {
+    const MutexLock lock(mutex_);
+    if (closed_) return false;
+    tasks_.push_back(std::move(task));
+    endWaitOfOther();
+    if (attention_ != Attention::none) return true;
+    attention_ = Attention::awake;
   }
+  summon_();
   return true;
+}
+
+void Mailbox::interrupt() {
+  const MutexLock lock(mutex_);
+  if (closed_) return;
+  interrupted_ = true;
+  endWaitOfOther();
+}
+
+void Mailbox::endWaitOfOther() {
+  if (attention_ != Attention::waiting) return;
+  attention_ = Attention::awake;
+  // The sum overflows in some centuries, and is never read.
+  const std::uint64_t one = 1;
+  [[maybe_unused]] const auto written = ::write(descriptor_, &one, sizeof(one));
 }
 
 bool Mailbox::closed() {
@@ -43,10 +59,26 @@ bool Mailbox::closed() {
 
 std::vector<Task> Mailbox::take() {
   const MutexLock lock(mutex_);
-  if (closed_) return {};
-  std::uint64_t count = 0;
-  [[maybe_unused]] const auto read = ::read(descriptor_, &count, sizeof(count));
   return std::exchange(tasks_, {});
+}
+
+bool Mailbox::beginWait() {
+  const MutexLock lock(mutex_);
+  if (!tasks_.empty() || std::exchange(interrupted_, false)) return false;
+  attention_ = Attention::waiting;
+  return true;
+}
+
+void Mailbox::endWait() {
+  const MutexLock lock(mutex_);
+  attention_ = Attention::awake;
+}
+
+bool Mailbox::leave() {
+  const MutexLock lock(mutex_);
+  if (!tasks_.empty()) return false;
+  attention_ = Attention::none;
+  return true;
 }
 
 std::vector<Task> Mailbox::close() {

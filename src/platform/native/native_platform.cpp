@@ -10,11 +10,7 @@
 
 namespace qlczephra::platform {
 
-NativePlatform::NativePlatform()
-    : pool_(WorkerPool::make()),
-      http_(NativeHttpEnvironment{[pool = pool_](Task task) { pool->post(std::move(task)); },
-                                  [pool = pool_] { return pool->hostCodeBegins(); },
-                                  [pool = pool_] { pool->hostCodeEnds(); }, &nativeLog()}) {}
+NativePlatform::NativePlatform() : pool_(WorkerPool::make()), http_(httpEnvironmentOn(pool_)) {}
 
 std::shared_ptr<SerialQueue> NativePlatform::makeSerialQueue(const std::string&) {
   return pool_->makeSerialQueue();

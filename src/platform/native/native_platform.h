@@ -10,7 +10,7 @@
 
 namespace qlczephra::platform {
 
-// Starts its threads with their first work: one for the network, two workers. The object itself lives as long as the
+// Starts its threads, three workers, with their first work. The object itself lives as long as the
 // process, since host code may still be inside a call of it at the end; stop() ends all that it runs.
 class NativePlatform : public Platform {
  public:
@@ -29,6 +29,10 @@ class NativePlatform : public Platform {
 
   // Waits for no network, no name resolution and no host code. What comes afterwards is dropped.
   void stop();
+
+ protected:
+  // For another HTTP session on the same workers.
+  [[nodiscard]] NativeHttpEnvironment httpEnvironment() const { return httpEnvironmentOn(pool_); }
 
  private:
   const std::shared_ptr<WorkerPool> pool_;

@@ -10,7 +10,7 @@
 
 namespace qlczephra::platform {
 
-// Belongs to the network thread.
+// Belongs to the thread that drives the network.
 class ProgressWatch {
  public:
   using TimePoint = std::chrono::steady_clock::time_point;

@@ -30,7 +30,7 @@ using LookUp = std::function<LookUpResult(const std::string& host, std::uint16_t
 // The system's: files, DNS and whatever else is set up for getaddrinfo.
 LookUpResult systemLookUp(const std::string& host, std::uint16_t port);
 
-// Belongs to the network thread, on which its callbacks run too.
+// Belongs to the thread that drives the network, on which its callbacks run too.
 class Resolver {
  public:
   using Callback = std::function<void(const LookUpResult&)>;

@@ -53,7 +53,7 @@ void Transfer::set(CURLoption option, T value) {
   if (curl_easy_setopt(easy_.get(), option, value) != CURLE_OK) optionsAccepted_ = false;
 }
 
-bool Transfer::prepare(const std::vector<std::string>& addresses, TrustedCertificates trusted,
+bool Transfer::prepare(EasyHandles& handles, const std::vector<std::string>& addresses, TrustedCertificates trusted,
                        std::function<void()> onWaitingForTrust) {
   trusted_ = std::move(trusted);
   onWaitingForTrust_ = std::move(onWaitingForTrust);
@@ -65,7 +65,7 @@ bool Transfer::prepare(const std::vector<std::string>& addresses, TrustedCertifi
     if (longer == nullptr) return false;
     if (!fields_) fields_.reset(longer);
   }
-  easy_.reset(curl_easy_init());
+  easy_ = handles.take();
   if (!easy_) return false;
   set(CURLOPT_PRIVATE, static_cast<void*>(this));
   set(CURLOPT_ERRORBUFFER, errorText_);

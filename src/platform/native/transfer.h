@@ -12,6 +12,7 @@
 
 #include "platform/http_session.h"
 #include "platform/native/certificate_verification.h"
+#include "platform/native/easy_handles.h"
 #include "platform/native/endpoint.h"
 #include "platform/native/progress_watch.h"
 #include "platform/native/reply_reader.h"
@@ -21,8 +22,8 @@ namespace qlczephra::platform {
 
 class ConnectionPool;
 
-// Belongs to the network thread. It does not move: curl keeps its address. A connection pool drives it and must have
-// let it go before it is destroyed.
+// Belongs to the thread that drives the network. It does not move: curl keeps its address. A connection pool drives it
+// and must have let it go before it is destroyed.
 class Transfer {
  public:
   Transfer(HttpRequest request, Endpoint endpoint, HttpCompletion completion);
@@ -35,9 +36,9 @@ class Transfer {
   ProgressWatch& progress() { return progress_; }
   TrustGate& gate() { return gate_; }
 
-  // Makes the easy handle. `addresses` are the server's, empty for a numeric host; `trusted` is null for plain HTTP.
-  // `onWaitingForTrust`: see TrustGate. False when the request cannot be sent or memory ran out.
-  bool prepare(const std::vector<std::string>& addresses, TrustedCertificates trusted,
+  // Takes an easy handle and sets it up. `addresses` are the server's, empty for a numeric host; `trusted` is null for
+  // plain HTTP. `onWaitingForTrust`: see TrustGate. False when the request cannot be sent or memory ran out.
+  bool prepare(EasyHandles& handles, const std::vector<std::string>& addresses, TrustedCertificates trusted,
                std::function<void()> onWaitingForTrust);
   // Null before `prepare`.
   [[nodiscard]] CURL* easy() const { return easy_.get(); }
@@ -64,9 +65,6 @@ class Transfer {
   HostObjects takeHostObjects();
 
  private:
-  struct EasyDeleter {
-    void operator()(CURL* easy) const noexcept { curl_easy_cleanup(easy); }
-  };
   struct ListDeleter {
     void operator()(curl_slist* list) const noexcept;
   };
@@ -100,7 +98,7 @@ class Transfer {
   bool retried_ = false;
   char errorText_[CURL_ERROR_SIZE] = {};
   // Last: it refers to what stands above.
-  std::unique_ptr<CURL, EasyDeleter> easy_;
+  EasyHandles::Handle easy_;
 };
 
 }  // namespace qlczephra::platform

@@ -2,7 +2,8 @@
 //
 // OpenSSL wants the verdict from within the handshake. So a handshake that has to ask runs as an OpenSSL job with a
 // stack of its own, which is left in the middle of the verification (`TrustGate`) and entered again when the verdict is
-// there. That stack is small and belongs to the network thread: the host is asked on a worker (`askHandler`).
+// there. That stack is small and belongs to the thread that drives the network: the host is asked on a worker
+// (`askHandler`).
 #pragma once
 
 #include <openssl/ssl.h>
@@ -20,7 +21,7 @@
 
 namespace qlczephra::platform {
 
-// The place in a handshake where the verdict is waited for. Belongs to the network thread.
+// The place in a handshake where the verdict is waited for. Belongs to the thread that drives the network.
 //
 // A handshake that waits here must be continued with a verdict before its connection is closed: OpenSSL would never
 // free its stack.

@@ -17,8 +17,8 @@
 
 namespace qlczephra::platform {
 
-// Belongs to the network thread, on which its callbacks run too; reading the file (tens of milliseconds) is a worker's
-// job.
+// Belongs to the thread that drives the network, on which its callbacks run too; reading the file (tens of
+// milliseconds) is a worker's job.
 class TrustStore {
  public:
   using Callback = std::function<void(const TrustedCertificates&)>;

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <exception>
 #include <limits>
+#include <optional>
 #include <utility>
 
 #include "platform/native/blocked_signals.h"
@@ -15,7 +16,7 @@ namespace qlczephra::platform {
 
 namespace {
 
-constexpr std::size_t permanentWorkers = 2;
+constexpr std::size_t permanentWorkers = 3;
 constexpr std::size_t maximumWorkers = 1024;
 constexpr std::chrono::seconds surplusIdleTime{5};
 // How soon a moved wall clock is noticed.
@@ -39,26 +40,66 @@ WorkerPool::~WorkerPool() {
   stop();
 }
 
+WorkerPool::Worker* WorkerPool::self() const noexcept {
+  return currentWorker != nullptr && currentWorker->pool == this ? currentWorker : nullptr;
+}
+
 void WorkerPool::post(Task task) {
-  postAfter(std::chrono::nanoseconds::zero(), std::move(task));
+  Aftermath aftermath;
+  const MutexLock lock(mutex_);
+  if (stopping_) return;
+  ready_.push_back(std::move(task));
+  announce(aftermath);
+}
+
+bool WorkerPool::postToThisThread(const Task& task) {
+  const MutexLock lock(mutex_);
+  if (stopping_ || !comesItself()) return false;
+  ready_.push_back(task);
+  return true;
+}
+
+void WorkerPool::postFirst(Task task) {
+  Aftermath aftermath;
+  const MutexLock lock(mutex_);
+  if (stopping_) return;
+  ready_.push_front(std::move(task));
+  announce(aftermath);
 }
 
 void WorkerPool::postAfter(std::chrono::nanoseconds delay, Task task) {
-  Ended ended;
+  if (delay <= std::chrono::nanoseconds::zero()) {
+    post(std::move(task));
+    return;
+  }
+  Aftermath aftermath;
   const MutexLock lock(mutex_);
   if (stopping_) return;
+  const auto now = Clock::now();
+  // A delay beyond the clock's range never ends, as it should.
+  const auto due = delay > Clock::time_point::max() - now ? Clock::time_point::max() : now + delay;
+  delayed_.emplace(due, std::move(task));
+  announce(aftermath);
+}
+
+void WorkerPool::announce(Aftermath& aftermath) {
+  if (comesItself()) return;
   // Where no thread can be had, the task waits for one of those there are, or for the next post.
-  while ((running_ < permanentWorkers || (freeWorkers() == 0 && running_ < maximumWorkers)) && startWorker(ended)) {
+  while ((running_ < permanentWorkers || (freeWorkers() == 0 && running_ < maximumWorkers)) && startWorker(aftermath)) {
   }
-  if (delay <= std::chrono::nanoseconds::zero()) {
-    ready_.push_back(std::move(task));
-  } else {
-    const auto now = Clock::now();
-    // A delay beyond the clock's range never ends, as it should.
-    const auto due = delay > Clock::time_point::max() - now ? Clock::time_point::max() : now + delay;
-    delayed_.emplace(due, std::move(task));
-  }
-  changed_.notifyOne();
+  callOne(aftermath);
+}
+
+void WorkerPool::callOne(Aftermath& aftermath) {
+  const bool enough = ready_.size() <= called_ && (!nobodyKeepsTime() || called_ != 0);
+  if (idle_.empty() || enough) return;
+  // The timekeeper is called last, since another one would have to wake to keep the time in its place.
+  const bool lastKeepsTime = idle_.size() > 1 && idle_.back() == timekeeper_;
+  const auto which = idle_.end() - (lastKeepsTime ? 2 : 1);
+  Worker& called = **which;
+  idle_.erase(which);
+  ++called_;
+  aftermath.called = called.called;
 }
 
 void WorkerPool::postAt(std::chrono::system_clock::time_point deadline, Task task) {
@@ -79,36 +120,43 @@ std::shared_ptr<SerialQueue> WorkerPool::makeSerialQueue() {
 }
 
 bool WorkerPool::hostCodeBegins() noexcept {
-  Ended ended;
+  Worker* const worker = self();
+  if (worker == nullptr) return !stopping_;
+  Aftermath aftermath;
   const MutexLock lock(mutex_);
   if (stopping_) return false;
-  if (currentWorker == nullptr || currentWorker->hostDepth++ > 0) return true;
+  if (worker->hostDepth++ > 0) return true;
   ++inHostCode_;
-  const bool somethingWaits = !ready_.empty() || !delayed_.empty();
-  if (somethingWaits && freeWorkers() == 0 && running_ < maximumWorkers) static_cast<void>(startWorker(ended));
+  if (ready_.empty() && !nobodyKeepsTime()) return true;
+  // What this thread would have done next is for another one to do.
+  callOne(aftermath);
+  if (freeWorkers() == 0 && running_ < maximumWorkers) static_cast<void>(startWorker(aftermath));
   return true;
 }
 
 void WorkerPool::hostCodeEnds() noexcept {
-  if (currentWorker == nullptr) return;
+  Worker* const worker = self();
+  if (worker == nullptr) return;
   const MutexLock lock(mutex_);
-  if (--currentWorker->hostDepth == 0) --inHostCode_;
+  if (--worker->hostDepth == 0) --inHostCode_;
 }
 
-WorkerPool::Ended::~Ended() {
-  for (Worker& worker : workers) worker.thread.join();
+WorkerPool::Aftermath::~Aftermath() {
+  if (called != nullptr) called->notifyOne();
+  for (Worker& worker : ended) worker.thread.join();
 }
 
-bool WorkerPool::startWorker(Ended& ended) {
+bool WorkerPool::startWorker(Aftermath& aftermath) {
   for (auto worker = workers_.begin(); worker != workers_.end();) {
     const auto next = std::next(worker);
-    if (worker->ended) ended.workers.splice(ended.workers.end(), workers_, worker);
+    if (worker->ended) aftermath.ended.splice(aftermath.ended.end(), workers_, worker);
     worker = next;
   }
   const BlockedSignals blocked;
   std::list<Worker> started;
   try {
     Worker& worker = started.emplace_back();
+    worker.pool = this;
     // The thread holds the pool, so that one that is still inside host code at the end has all that it needs.
     worker.thread = std::thread([self = shared_from_this(), &worker] { self->work(worker); });
   } catch (const std::exception&) {
@@ -123,42 +171,65 @@ void WorkerPool::work(Worker& self) {
   pthread_setname_np(pthread_self(), "qlczephra-work");
   currentWorker = &self;
   Task task;
-  while (takeTask(task)) run(task);
+  while (takeTask(self, task)) run(task);
   const MutexLock lock(mutex_);
   --running_;
   self.ended = true;
 }
 
 // Waits for the next task; false when the thread is to end.
-bool WorkerPool::takeTask(Task& task) {
+bool WorkerPool::takeTask(Worker& self, Task& task) {
+  Aftermath aftermath;
   const MutexLock lock(mutex_);
-  const Clock::time_point idleSince = Clock::now();
+  std::optional<Clock::time_point> idleSince;
   for (;;) {
     if (stopping_) return false;
-    const auto now = Clock::now();
-    while (!delayed_.empty() && delayed_.begin()->first <= now) {
-      ready_.push_back(std::move(delayed_.extract(delayed_.begin()).mapped()));
+    if (!delayed_.empty()) {
+      const auto now = Clock::now();
+      while (!delayed_.empty() && delayed_.begin()->first <= now) {
+        ready_.push_back(std::move(delayed_.extract(delayed_.begin()).mapped()));
+      }
     }
     if (!ready_.empty()) {
       task = std::move(ready_.front());
       ready_.pop_front();
-      // Tasks that came due together were announced to nobody; and this thread may have been the one that was to wake
-      // for the next delayed one.
-      if (!ready_.empty() || !delayed_.empty()) changed_.notifyOne();
+      // Tasks that came due together, or that a worker posted, were announced to nobody; and this thread may have been
+      // the one that kept the time.
+      callOne(aftermath);
       return true;
     }
     const bool surplus = freeWorkers() > permanentWorkers;
-    if (surplus && now - idleSince >= surplusIdleTime) {
-      if (!delayed_.empty()) changed_.notifyOne();
+    if (!surplus) {
+      waitForCall(self, Clock::time_point::max());
+      continue;
+    }
+    const auto now = Clock::now();
+    if (!idleSince) idleSince = now;
+    if (now - *idleSince >= surplusIdleTime) {
+      callOne(aftermath);
       return false;
     }
-    auto wakeUp = delayed_.empty() ? Clock::time_point::max() : delayed_.begin()->first;
-    if (surplus) wakeUp = std::min(wakeUp, idleSince + surplusIdleTime);
-    if (wakeUp == Clock::time_point::max()) {
-      changed_.wait(mutex_);
-    } else {
-      changed_.waitUntil(mutex_, wakeUp);
-    }
+    waitForCall(self, *idleSince + surplusIdleTime);
+  }
+}
+
+void WorkerPool::waitForCall(Worker& self, Clock::time_point longest) {
+  auto wakeUp = longest;
+  if (nobodyKeepsTime()) {
+    timekeeper_ = &self;
+    timekeeperWaitsUntil_ = delayed_.begin()->first;
+    wakeUp = std::min(longest, timekeeperWaitsUntil_);
+  }
+  idle_.push_back(&self);
+  if (wakeUp == Clock::time_point::max()) {
+    self.called->wait(mutex_);
+  } else {
+    self.called->waitUntil(mutex_, wakeUp);
+  }
+  if (std::erase(idle_, &self) == 0) --called_;
+  if (timekeeper_ == &self) {
+    timekeeper_ = nullptr;
+    timekeeperWaitsUntil_ = Clock::time_point::max();
   }
 }
 
@@ -172,7 +243,7 @@ void WorkerPool::stop() {
     stopping_ = true;
     ready.swap(ready_);
     delayed.swap(delayed_);
-    changed_.notifyAll();
+    for (Worker& worker : workers_) worker.called->notifyAll();
     for (auto worker = workers_.begin(); worker != workers_.end();) {
       const auto next = std::next(worker);
       if (worker->hostDepth > 0 || &*worker == currentWorker) {

@@ -1,0 +1,19 @@
+#include "platform/native/native_http_environment.h"
+
+#include <utility>
+
+#include "platform/native/native_log.h"
+#include "platform/native/worker_pool.h"
+
+namespace qlczephra::platform {
+
+NativeHttpEnvironment httpEnvironmentOn(const std::shared_ptr<WorkerPool>& pool) {
+  return {[pool](Task task) { pool->post(std::move(task)); },
+          [pool](Task task) { pool->postFirst(std::move(task)); },
+          [pool](std::chrono::nanoseconds delay, Task task) { pool->postAfter(delay, std::move(task)); },
+          [pool] { return pool->hostCodeBegins(); },
+          [pool] { pool->hostCodeEnds(); },
+          &nativeLog()};
+}
+
+}  // namespace qlczephra::platform
