@@ -81,7 +81,7 @@ class QLCZEPHRA_EXPORT QLCNetworkRequest {
   void requestText(const std::string& url, const std::string& method, const HeaderMap& headers,
                    const std::optional<Map>& params, TextCompletion completion);
   void requestText(const std::string& url, const std::string& method, const HeaderMap& headers,
-                   const std::string& ccrToken, const std::optional<Map>& params, TextCompletion completion);
+                   std::string_view ccrToken, const std::optional<Map>& params, TextCompletion completion);
 
   platform::Platform& platform_;
   const std::shared_ptr<QLCPMCertificatesHandler> pmCertificatesHandler_;

@@ -99,7 +99,7 @@ QLCZephraManager::~QLCZephraManager() {
 
 std::optional<std::string> QLCZephraManager::ccrToken() const {
   const auto token = core_->ccrToken();
-  return token ? std::optional(token->text()) : std::nullopt;
+  return token ? std::optional<std::string>(token->text()) : std::nullopt;
 }
 void QLCZephraManager::setCcrToken(std::optional<std::string> token) {
   core_->setCcrToken(token ? std::optional(platform::Secret(*std::move(token))) : std::nullopt);

@@ -27,8 +27,8 @@ ManagerCore::ManagerCore(std::shared_ptr<QLCAppInfo> appInfo,
       urlsProvider_(std::move(urlsProvider)),
       authDelegate_(authDelegate),
       networkRequest_(platform),
-      statusHandling_(platform),
-      currentSettings_(platform.workers()) {}
+      currentSettings_(platform.workers()),
+      statusHandling_(platform) {}
 
 platform::SerialQueue& ManagerCore::queue() {
   const platform::MutexLock lock(fieldsMutex_);
@@ -45,6 +45,7 @@ void ManagerCore::setCcrToken(std::optional<platform::Secret> token) {
   {
     const platform::MutexLock lock(fieldsMutex_);
     ccrToken_ = std::move(token);
+    if (pendingChanges_ == nullptr) return;  // nothing that could go on
   }
   // On the queue: an upload that may go on now works on files, and a setter does not.
   queue().post([weak = weak()] {
@@ -61,30 +62,30 @@ void ManagerCore::close() noexcept {
 
 std::optional<std::string> ManagerCore::localFilePath() const {
   const platform::MutexLock lock(fieldsMutex_);
-  return localFilePath_;
+  return localFilePath_.text();
 }
 
 void ManagerCore::setLocalFilePath(std::optional<std::string> path) {
   const platform::MutexLock lock(fieldsMutex_);
-  if (path != localFilePath_) localFileSwept_ = localFileSeen_ = false;
-  localFilePath_ = std::move(path);
+  if (localFilePath_ != path) localFileSwept_ = localFileSeen_ = false;
+  localFilePath_ = path;
 }
 
 std::optional<std::string> ManagerCore::patchFilePath() const {
   const platform::MutexLock lock(fieldsMutex_);
-  return patchFilePath_;
+  return patchFilePath_.text();
 }
 
 void ManagerCore::setPatchFilePath(std::optional<std::string> path) {
   std::shared_ptr<PendingChanges> left;  // goes after the lock
   const platform::MutexLock lock(fieldsMutex_);
-  if (path == patchFilePath_) return;
-  patchFilePath_ = std::move(path);
+  if (patchFilePath_ == path) return;
+  patchFilePath_ = path;
   left.swap(pendingChanges_);
 }
 
 std::shared_ptr<PendingChanges> ManagerCore::pendingChanges() {
-  std::optional<std::string> path;
+  SharedText path;
   {
     const platform::MutexLock lock(fieldsMutex_);
     if (pendingChanges_ != nullptr) return pendingChanges_;
@@ -93,7 +94,7 @@ std::shared_ptr<PendingChanges> ManagerCore::pendingChanges() {
   auto changes = PendingChanges::at(platform_, path);
   if (changes->hasFiles()) changes->addSender(shared_from_this());
   const platform::MutexLock lock(fieldsMutex_);
-  if (patchFilePath_ != path) return changes;
+  if (!(patchFilePath_ == path)) return changes;
   // Another thread may have come first; without files each call makes an object, and its lock must be one.
   if (pendingChanges_ == nullptr) pendingChanges_ = std::move(changes);
   return pendingChanges_;

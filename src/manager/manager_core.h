@@ -19,6 +19,7 @@
 #include "manager/manager_log.h"
 #include "manager/pending_changes.h"
 #include "manager/published_state.h"
+#include "manager/shared_text.h"
 #include "manager/status_handling.h"
 #include "platform/host_call.h"
 #include "platform/mutex.h"
@@ -120,7 +121,7 @@ class ManagerCore : public ChangesSender, public std::enable_shared_from_this<Ma
   [[nodiscard]] ErrorRef applyReply(const ServiceRequest& request, const std::string& body,
                                     std::optional<std::string> eTag);
   void handleReply(const ServiceRequest& request, const std::string& body, int status, std::optional<std::string> eTag,
-                   std::optional<QLMError> error);
+                   std::optional<QLMError> error) QLCZ_EXCLUDES(fieldsMutex_);
 
   // ---- fetch
   // Whether a fetch names the document that it has. One that recovers from a wrong tag must not.
@@ -133,7 +134,7 @@ class ManagerCore : public ChangesSender, public std::enable_shared_from_this<Ma
   void acceptNotModified(const std::string& sentTag, const platform::Secret& ccrToken, Completion completion)
       QLCZ_EXCLUDES(fieldsMutex_);
   void beginFetch(Completion completion);
-  void finishFetch() QLCZ_EXCLUDES(fetchSettingsLock_);
+  void finishFetch() noexcept { sendingGetRequest_ = false; }
   // Writes the local settings file, `before` being the settings that were in use until now. Under the patch lock.
   void storeSettings(const std::string& path, const Map& settings, const std::optional<Map>& before);
   // An entity tag goes back byte for byte; one that cannot counts as none.
@@ -177,7 +178,8 @@ class ManagerCore : public ChangesSender, public std::enable_shared_from_this<Ma
   platform::Platform& platform_;
   const ManagerLog log_;
   std::atomic<bool> closed_{false};
-  std::atomic<std::size_t> localFileSize_{0};  // as it was last written
+  std::atomic<bool> sendingGetRequest_{false};  // a fetch is running
+  std::atomic<std::size_t> localFileSize_{0};   // as it was last written
   // Of the file at the present path: whether stale replacements were swept, and others' access was looked at.
   std::atomic<bool> localFileSwept_{false};
   std::atomic<bool> localFileSeen_{false};
@@ -186,24 +188,21 @@ class ManagerCore : public ChangesSender, public std::enable_shared_from_this<Ma
   const std::shared_ptr<QLCServicesURLsProviderProtocol> urlsProvider_;
   const std::weak_ptr<QLCZephraAuthenticationDelegate> authDelegate_;
   QLCNetworkRequest networkRequest_;
-  StatusHandling statusHandling_;
   PublishedState currentSettings_;
-
-  platform::Mutex fetchSettingsLock_;
-  bool sendingGetRequest_ QLCZ_GUARDED_BY(fetchSettingsLock_) = false;
 
   // Taken last, for single steps on the fields below.
   mutable platform::Mutex fieldsMutex_;
   // Made when it is first needed, and then the same for good: a manager that only reads does without.
   std::shared_ptr<platform::SerialQueue> queue_ QLCZ_GUARDED_BY(fieldsMutex_);
   std::optional<platform::Secret> ccrToken_ QLCZ_GUARDED_BY(fieldsMutex_);
-  std::optional<std::string> localFilePath_ QLCZ_GUARDED_BY(fieldsMutex_);
-  std::optional<std::string> patchFilePath_ QLCZ_GUARDED_BY(fieldsMutex_);
+  StatusHandling statusHandling_ QLCZ_GUARDED_BY(fieldsMutex_);
+  SharedText localFilePath_ QLCZ_GUARDED_BY(fieldsMutex_);
+  SharedText patchFilePath_ QLCZ_GUARDED_BY(fieldsMutex_);
   std::shared_ptr<PendingChanges> pendingChanges_ QLCZ_GUARDED_BY(fieldsMutex_);  // made when it is first needed
   // Tag of the document that `currentSettings_` was made from, for If-None-Match.
-  std::optional<std::string> documentTag_ QLCZ_GUARDED_BY(fieldsMutex_);
+  SharedText documentTag_ QLCZ_GUARDED_BY(fieldsMutex_);
   // Tag that the newest successful reply brought, an upload's included, for If-Match.
-  std::optional<std::string> newestTag_ QLCZ_GUARDED_BY(fieldsMutex_);
+  SharedText newestTag_ QLCZ_GUARDED_BY(fieldsMutex_);
   std::shared_ptr<Upload> upload_ QLCZ_GUARDED_BY(fieldsMutex_);  // this manager's, while it runs
 };
 

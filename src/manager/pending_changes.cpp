@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <atomic>
 #include <filesystem>
-#include <map>
+#include <functional>
+#include <iterator>
 #include <new>
 #include <string_view>
+#include <unordered_set>
 #include <utility>
 
 #include "document/merge.h"
@@ -22,20 +24,38 @@ using FileState = MapFileContent::State;
 
 // ---- one object for a pair of files
 
-namespace {
-
 // All objects that have files, by platform and path. Lives as long as the process.
-struct Registry {
-  using Key = std::pair<platform::Platform*, std::string>;
+struct PendingChanges::Registry {
+  struct Key {
+    const platform::Platform* platform;
+    std::string_view path;
+    bool operator==(const Key&) const = default;
+  };
+  static Key keyOf(const PendingChanges* changes) { return {&changes->platform_, changes->path_.view()}; }
+  static const Key& keyOf(const Key& key) { return key; }
+
+  struct Hash {
+    using is_transparent = void;
+    std::size_t operator()(const auto& object) const {
+      const Key& key = keyOf(object);
+      return std::hash<std::string_view>()(key.path) ^ std::hash<const void*>()(key.platform);
+    }
+  };
+  struct Equal {
+    using is_transparent = void;
+    bool operator()(const auto& left, const auto& right) const { return keyOf(left) == keyOf(right); }
+  };
+
   platform::Mutex mutex;
-  std::map<Key, std::weak_ptr<PendingChanges>> objects QLCZ_GUARDED_BY(mutex);
-  std::size_t sweepAt QLCZ_GUARDED_BY(mutex) = 64;
+  std::unordered_set<PendingChanges*, Hash, Equal> objects QLCZ_GUARDED_BY(mutex);
+
+  static Registry& instance() {
+    static Registry& registry = *new Registry;
+    return registry;
+  }
 };
 
-Registry& registry() {
-  static Registry& instance = *new Registry;
-  return instance;
-}
+namespace {
 
 // The one name of a file, whatever the working directory is later and whichever links lead to its directory. A link in
 // the file's own place is not followed.
@@ -49,60 +69,58 @@ std::string uniquePath(const std::string& path) {
 
 }  // namespace
 
-std::optional<std::string> PendingChanges::sendingFilePath(const std::string& patchFilePath) {
-  constexpr std::string_view ending = ".plist";
-  constexpr std::string_view sendingEnding = "-sending.plist";
-  std::string result;
-  std::size_t from = 0;
-  for (std::size_t at = patchFilePath.find(ending); at != std::string::npos; at = patchFilePath.find(ending, from)) {
-    result.append(patchFilePath, from, at - from).append(sendingEnding);
-    from = at + ending.size();
-  }
-  if (from == 0) return std::nullopt;
-  return result.append(patchFilePath, from);
-}
+std::shared_ptr<PendingChanges> PendingChanges::at(platform::Platform& platform, const SharedText& patchFilePath) {
+  const std::optional<std::string> given = patchFilePath.text();
+  const std::optional<std::string> sending = given ? PendingFiles::sendingPathFor(*given) : std::nullopt;
+  if (!sending) return std::make_shared<PendingChanges>(OfItself(), platform, SharedText(), std::nullopt);
 
-std::shared_ptr<PendingChanges> PendingChanges::at(platform::Platform& platform,
-                                                   const std::optional<std::string>& patchFilePath) {
-  const auto make = [&](std::optional<PendingFiles> files) {
-    return std::shared_ptr<PendingChanges>(new PendingChanges(platform, std::move(files)));
-  };
-  std::optional<std::string> sending = patchFilePath ? sendingFilePath(*patchFilePath) : std::nullopt;
-  if (!sending) return make(std::nullopt);
-
-  const std::string path = uniquePath(*patchFilePath);
-  Registry& all = registry();
+  SharedText path(uniquePath(*given));
+  if (path == patchFilePath) path = patchFilePath;  // one text for both
+  std::shared_ptr<PendingChanges> made;             // goes after the lock, which its destructor takes
+  Registry& all = Registry::instance();
   const platform::MutexLock lock(all.mutex);
-  // Not each time: with thousands of users that would be thousands of looks for each new one.
-  if (all.objects.size() >= all.sweepAt) {
-    std::erase_if(all.objects, [](const auto& entry) { return entry.second.expired(); });
-    all.sweepAt = std::max<std::size_t>(64, 2 * all.objects.size());
+  if (const auto known = all.objects.find(Registry::Key{&platform, path.view()}); known != all.objects.end()) {
+    if (auto shared = (*known)->weak_from_this().lock()) return shared;
+    all.objects.erase(known);  // its destructor waits for the lock
   }
-  std::weak_ptr<PendingChanges>& known = all.objects[{&platform, path}];
-  if (auto shared = known.lock()) return shared;
-  auto made = make(PendingFiles(platform.files(), path, uniquePath(*sending)));
-  known = made;
+  made = std::make_shared<PendingChanges>(OfItself(), platform, path, uniquePath(*sending));
+  all.objects.insert(made.get());
   return made;
 }
 
-PendingChanges::PendingChanges(platform::Platform& platform, std::optional<PendingFiles> files)
-    : platform_(platform), files_(std::move(files)), hasFiles_(files_.has_value()) {}
+PendingChanges::PendingChanges(OfItself, platform::Platform& platform, SharedText path,
+                               const std::optional<std::string>& sendingPath)
+    : platform_(platform), path_(std::move(path)), hasFiles_(sendingPath.has_value()) {
+  if (sendingPath) files_.emplace(platform.files(), path_, *sendingPath);
+}
+
+PendingChanges::~PendingChanges() {
+  if (!hasFiles_) return;
+  Registry& all = Registry::instance();
+  const platform::MutexLock lock(all.mutex);
+  const auto known = all.objects.find(this);
+  if (known != all.objects.end() && *known == this) all.objects.erase(known);
+}
 
 // ---- who sends
 
 void PendingChanges::addSender(const std::shared_ptr<ChangesSender>& sender) {
   const platform::MutexLock lock(patchLock_);
-  bool isKnown = false;
-  std::erase_if(senders_, [&](const auto& weak) {
-    const auto known = weak.lock();
-    isKnown = isKnown || known == sender;
-    return known == nullptr;
-  });
-  if (!isKnown) senders_.push_back(sender);
+  auto last = senders_.before_begin();
+  for (auto next = senders_.begin(); next != senders_.end(); next = std::next(last)) {
+    const auto known = next->lock();
+    if (known == sender) return;
+    if (known == nullptr) {
+      senders_.erase_after(last);
+    } else {
+      last = next;
+    }
+  }
+  senders_.insert_after(last, sender);
 }
 
 void PendingChanges::askSenders() {
-  std::vector<std::weak_ptr<ChangesSender>> senders;
+  std::forward_list<std::weak_ptr<ChangesSender>> senders;
   {
     const platform::MutexLock lock(patchLock_);
     senders = senders_;
@@ -286,7 +304,7 @@ std::shared_ptr<const PendingChanges::Ticket> PendingChanges::takeTicket() {
   auto ticket = std::make_shared<Ticket>();
   const platform::MutexLock lock(patchLock_);
   std::erase_if(tickets_, [](const auto& known) { return known.expired(); });
-  tickets_.push_back(ticket);
+  tickets_.push_front(ticket);
   return ticket;
 }
 

@@ -10,12 +10,14 @@
 #pragma once
 
 #include <cstdint>
+#include <forward_list>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "manager/pending_files.h"
+#include "manager/shared_text.h"
 #include "manager/upload.h"
 #include "platform/mutex.h"
 #include "platform/platform.h"
@@ -36,6 +38,8 @@ class ChangesSender {
 };
 
 class PendingChanges : public std::enable_shared_from_this<PendingChanges> {
+  struct OfItself {};
+
  public:
   // What is to be laid over the service's values, lowest first.
   struct Layers {
@@ -53,11 +57,13 @@ class PendingChanges : public std::enable_shared_from_this<PendingChanges> {
   // is one from the present working directory. For an unset path, or one that leaves no other name for the sending
   // file, an object of its own that has no files and takes no changes.
   [[nodiscard]] static std::shared_ptr<PendingChanges> at(platform::Platform& platform,
-                                                          const std::optional<std::string>& patchFilePath);
-
-  // `patchFilePath` with every ".plist" replaced by "-sending.plist"; none when there is none to replace, since the two
-  // files would then be one.
-  [[nodiscard]] static std::optional<std::string> sendingFilePath(const std::string& patchFilePath);
+                                                          const SharedText& patchFilePath);
+  // For at().
+  PendingChanges(OfItself, platform::Platform& platform, SharedText path,
+                 const std::optional<std::string>& sendingPath);
+  ~PendingChanges();
+  PendingChanges(const PendingChanges&) = delete;
+  PendingChanges& operator=(const PendingChanges&) = delete;
 
   // The patch lock. Not re-entrant; held for file work and merging only, never while host code runs, a line is logged
   // or the network is waited for.
@@ -115,8 +121,8 @@ class PendingChanges : public std::enable_shared_from_this<PendingChanges> {
 
  private:
   enum class State : std::uint8_t { idle, inFlight, paused };
+  struct Registry;
 
-  PendingChanges(platform::Platform& platform, std::optional<PendingFiles> files);
   // Makes `toSend`, or as much of it as the disk allows, the sending file. None when nothing can be sent now.
   [[nodiscard]] std::optional<Map> prepareSending(const MapFileContent& sending, const MapFileContent& patch,
                                                   std::vector<std::string>& errors) QLCZ_REQUIRES(patchLock_);
@@ -126,10 +132,13 @@ class PendingChanges : public std::enable_shared_from_this<PendingChanges> {
 
   platform::Mutex patchLock_;
   platform::Platform& platform_;
+  const SharedText path_;  // of the patch file, the one name of it
   std::optional<PendingFiles> files_ QLCZ_GUARDED_BY(patchLock_);
-  std::vector<std::weak_ptr<ChangesSender>> senders_ QLCZ_GUARDED_BY(patchLock_);
+  std::forward_list<std::weak_ptr<ChangesSender>> senders_ QLCZ_GUARDED_BY(patchLock_);
 
   const bool hasFiles_;
+  bool outage_ QLCZ_GUARDED_BY(patchLock_) = false;
+  bool isElsewhere_ QLCZ_GUARDED_BY(patchLock_) = false;  // another process has the files, and that was told
   State state_ QLCZ_GUARDED_BY(patchLock_) = State::idle;
   std::uint64_t uploads_ QLCZ_GUARDED_BY(patchLock_) = 0;  // the number of the last one
   std::uint64_t pauses_ QLCZ_GUARDED_BY(patchLock_) = 0;
@@ -139,7 +148,6 @@ class PendingChanges : public std::enable_shared_from_this<PendingChanges> {
   // were handed to an upload and not confirmed yet, newer than the sending file and older than the patch file.
   Map unsaved_ QLCZ_GUARDED_BY(patchLock_);
   Map unsavedSending_ QLCZ_GUARDED_BY(patchLock_);
-  bool outage_ QLCZ_GUARDED_BY(patchLock_) = false;
 
   // What record() saw last, so that maps which stay the same or grow by one change are not counted again. Gone whenever
   // changes go on to the service, so that it keeps none of them.
@@ -150,9 +158,7 @@ class PendingChanges : public std::enable_shared_from_this<PendingChanges> {
   };
   std::unique_ptr<Counted> counted_ QLCZ_GUARDED_BY(patchLock_);
 
-  bool isElsewhere_ QLCZ_GUARDED_BY(patchLock_) = false;  // another process has the files, and that was told
-
-  std::vector<std::weak_ptr<Ticket>> tickets_ QLCZ_GUARDED_BY(patchLock_);
+  std::forward_list<std::weak_ptr<Ticket>> tickets_ QLCZ_GUARDED_BY(patchLock_);
 };
 
 }  // namespace qlczephra

@@ -1,6 +1,5 @@
 #include "manager/pending_files.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "platform/planted_bug.h"
@@ -10,23 +9,36 @@ namespace qlczephra {
 
 using State = MapFileContent::State;
 
-PendingFiles::PendingFiles(platform::FileStore& files, std::string patchPath, std::string sendingPath)
-    : files_(files),
-      patchPath_(std::move(patchPath)),
-      sendingPath_(std::move(sendingPath)),
-      directories_{platform::directoryOf(patchPath_)} {
-  const std::string other = platform::directoryOf(sendingPath_);
-  if (other != directories_.front()) directories_.push_back(other);
+PendingFiles::PendingFiles(platform::FileStore& files, const SharedText& patchPath, const std::string& sendingPath)
+    : files_(files), patchPath_(patchPath) {
+  if (sendingPathFor(patchPath.view()) != sendingPath) sendingPath_ = std::make_unique<const std::string>(sendingPath);
+}
+
+std::optional<std::string> PendingFiles::sendingPathFor(std::string_view patchPath) {
+  constexpr std::string_view ending = ".plist";
+  constexpr std::string_view sendingEnding = "-sending.plist";
+  std::string result;
+  std::size_t from = 0;
+  for (std::size_t at = patchPath.find(ending); at != std::string::npos; at = patchPath.find(ending, from)) {
+    result.append(patchPath, from, at - from).append(sendingEnding);
+    from = at + ending.size();
+  }
+  if (from == 0) return std::nullopt;
+  return result.append(patchPath, from);
+}
+
+std::string PendingFiles::sendingPath() const {
+  return sendingPath_ != nullptr ? *sendingPath_ : sendingPathFor(patchPath_.view()).value_or("");
 }
 
 bool PendingFiles::own(std::vector<std::string>& concerns) {
   if (lock_ != nullptr) return true;
-  if (files_.lock(patchPath_, lock_) == platform::FileStore::Locked::elsewhere) return false;
+  if (files_.lock(patchPath(), lock_) == platform::FileStore::Locked::elsewhere) return false;
   // Where there can be no lock now, the files are used without one, as by a program that knows of none.
   if (std::exchange(swept_, true)) return true;
-  platform::removeStaleReplacements(files_, patchPath_);
-  platform::removeStaleReplacements(files_, sendingPath_);
-  for (const std::string& path : {patchPath_, sendingPath_}) {
+  platform::removeStaleReplacements(files_, patchPath());
+  platform::removeStaleReplacements(files_, sendingPath());
+  for (const std::string& path : {patchPath(), sendingPath()}) {
     const std::string concern = files_.concern(path);
     if (concern.empty()) continue;
     concerns.push_back("A file of pending changes is not this process's alone, " + concern);
@@ -35,12 +47,16 @@ bool PendingFiles::own(std::vector<std::string>& concerns) {
   return true;
 }
 
-MapFileContent PendingFiles::read(const std::string& path, MapFileContent& last, bool wentOn) {
-  MapFileContent content = readMapFile(files_, path, last);
+MapFileContent PendingFiles::read(const std::string& path, Seen& last, bool wentOn) {
+  MapFileContent content = last == nullptr ? readMapFile(files_, path) : readMapFile(files_, path, *last);
   if (content.state == State::unavailable) {
-    content.map = last.map;
+    if (last != nullptr) content.map = last->map;
+  } else if (content.state == State::missing) {
+    last = nullptr;
+  } else if (last == nullptr) {
+    last = std::make_unique<MapFileContent>(content);
   } else {
-    last = content;
+    *last = content;
   }
   if (wentOn) content.map = Map();
   return content;
@@ -49,9 +65,10 @@ MapFileContent PendingFiles::read(const std::string& path, MapFileContent& last,
 bool PendingFiles::flushNames() {
   if (isPlanted(PlantedBug::namesNotFlushed)) return true;
   if (namesNeedFlush_) {
-    namesNeedFlush_ = !std::all_of(directories_.begin(), directories_.end(), [this](const std::string& directory) {
-      return files_.flushDirectory(directory).ok();
-    });
+    const std::string directory = platform::directoryOf(patchPath());
+    const std::string other = platform::directoryOf(sendingPath());
+    namesNeedFlush_ =
+        !files_.flushDirectory(directory).ok() || (other != directory && !files_.flushDirectory(other).ok());
   }
   if (!namesNeedFlush_) moveNeedsFlush_ = false;
   return !namesNeedFlush_;
@@ -77,7 +94,8 @@ bool PendingFiles::setAsideIfDamaged(const std::string& path, const MapFileConte
 }
 
 MapFileWritten PendingFiles::write(const std::string& path, const Map& changes, const MapFileContent& present,
-                                   MapFileContent& last, std::vector<std::string>& errors) {
+                                   Seen& last, std::vector<std::string>& errors) {
+  auto seen = std::make_unique<MapFileContent>();  // once the file is there, nothing may fail any more
   if (!setAsideIfDamaged(path, present, errors)) return MapFileWritten::failed;
   if (moveNeedsFlush_ && !flushNames()) return MapFileWritten::failed;
   std::string bytes;
@@ -87,21 +105,22 @@ MapFileWritten PendingFiles::write(const std::string& path, const Map& changes, 
   if (written == MapFileWritten::unfit || written == MapFileWritten::failed) return written;
   if (written == MapFileWritten::done) namesNeedFlush_ = true;
   if (!flushNames()) return MapFileWritten::failed;
-  last = {State::good, changes, std::move(bytes)};
+  *seen = {State::good, changes, std::move(bytes)};
+  last = std::move(seen);
   return MapFileWritten::done;
 }
 
 MapFileWritten PendingFiles::writePatch(const Map& changes, const MapFileContent& present,
                                         std::vector<std::string>& errors) {
-  const MapFileWritten written = write(patchPath_, changes, present, lastPatch_, errors);
+  const MapFileWritten written = write(patchPath(), changes, present, lastPatch_, errors);
   if (written == MapFileWritten::done) patchWentOn_ = false;
   return written;
 }
 
 bool PendingFiles::promotePatch() {
-  if (!files_.rename(patchPath_, sendingPath_).ok()) return false;
+  if (!files_.rename(patchPath(), sendingPath()).ok()) return false;
   namesNeedFlush_ = moveNeedsFlush_ = true;
-  lastSending_ = std::exchange(lastPatch_, {});
+  lastSending_ = std::move(lastPatch_);
   sendingWentOn_ = false;
   // Until the names are flushed a power cut may bring the patch file back under its old name, which loses nothing.
   static_cast<void>(flushNames());
@@ -110,27 +129,27 @@ bool PendingFiles::promotePatch() {
 
 bool PendingFiles::replaceSending(const Map& changes, const MapFileContent& sending, const MapFileContent& patch,
                                   std::vector<std::string>& errors) {
-  if (isPlanted(PlantedBug::patchRemovedEarly)) static_cast<void>(files_.remove(patchPath_));
-  if (isPlanted(PlantedBug::sendingRemovedEarly)) static_cast<void>(files_.remove(sendingPath_));
-  if (write(sendingPath_, changes, sending, lastSending_, errors) != MapFileWritten::done) return false;
+  if (isPlanted(PlantedBug::patchRemovedEarly)) static_cast<void>(files_.remove(patchPath()));
+  if (isPlanted(PlantedBug::sendingRemovedEarly)) static_cast<void>(files_.remove(sendingPath()));
+  if (write(sendingPath(), changes, sending, lastSending_, errors) != MapFileWritten::done) return false;
   sendingWentOn_ = false;
-  if (patch.state == State::missing || !setAsideIfDamaged(patchPath_, patch, errors)) return true;
+  if (patch.state == State::missing || !setAsideIfDamaged(patchPath(), patch, errors)) return true;
   removePatch();
   return true;
 }
 
 void PendingFiles::removePatch() {
-  patchWentOn_ = files_.remove(patchPath_).kind == platform::FileStatus::Kind::unavailable;
+  patchWentOn_ = files_.remove(patchPath()).kind == platform::FileStatus::Kind::unavailable;
   if (patchWentOn_) return;
   namesNeedFlush_ = true;
-  lastPatch_ = {};
+  lastPatch_ = nullptr;
 }
 
 void PendingFiles::removeSending() {
-  sendingWentOn_ = files_.remove(sendingPath_).kind == platform::FileStatus::Kind::unavailable;
+  sendingWentOn_ = files_.remove(sendingPath()).kind == platform::FileStatus::Kind::unavailable;
   if (sendingWentOn_) return;
   namesNeedFlush_ = true;
-  lastSending_ = {};
+  lastSending_ = nullptr;
 }
 
 void PendingFiles::removeLeftovers() {

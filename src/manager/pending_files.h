@@ -10,10 +10,13 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "manager/map_file.h"
+#include "manager/shared_text.h"
 #include "platform/file_store.h"
 #include "qlczephra/value.h"
 
@@ -21,9 +24,14 @@ namespace qlczephra {
 
 class PendingFiles {
  public:
-  PendingFiles(platform::FileStore& files, std::string patchPath, std::string sendingPath);
+  // `patchPath` outlives the object.
+  PendingFiles(platform::FileStore& files, const SharedText& patchPath, const std::string& sendingPath);
 
-  [[nodiscard]] const std::string& patchPath() const noexcept { return patchPath_; }
+  // `patchPath` with every ".plist" replaced by "-sending.plist"; none when there is none to replace, since the two
+  // files would then be one.
+  [[nodiscard]] static std::optional<std::string> sendingPathFor(std::string_view patchPath);
+
+  [[nodiscard]] std::string patchPath() const { return patchPath_.text().value_or(""); }
 
   // Whether the files are this process's to change: another one that uses this library has them while it holds their
   // lock. Tries each time until it holds that lock itself. What is wrong with the files' owners and permissions is
@@ -32,11 +40,11 @@ class PendingFiles {
 
   // What cannot be read now is given as it was last seen. A file whose content went on, to the sending file or to the
   // service, and that could not be removed has an empty map.
-  [[nodiscard]] MapFileContent readPatch() { return read(patchPath_, lastPatch_, patchWentOn_); }
-  [[nodiscard]] MapFileContent readSending() { return read(sendingPath_, lastSending_, sendingWentOn_); }
+  [[nodiscard]] MapFileContent readPatch() { return read(patchPath(), lastPatch_, patchWentOn_); }
+  [[nodiscard]] MapFileContent readSending() { return read(sendingPath(), lastSending_, sendingWentOn_); }
 
   // The sending file as it was last seen.
-  [[nodiscard]] const Map& lastSending() const noexcept { return lastSending_.map; }
+  [[nodiscard]] Map lastSending() const noexcept { return lastSending_ == nullptr ? Map() : lastSending_->map; }
 
   // Makes `changes` the patch file, durably. `present` is what readPatch() gave.
   [[nodiscard]] MapFileWritten writePatch(const Map& changes, const MapFileContent& present,
@@ -54,26 +62,29 @@ class PendingFiles {
   void removeLeftovers();
 
  private:
-  [[nodiscard]] MapFileContent read(const std::string& path, MapFileContent& last, bool wentOn);
+  // What a file held when it was last seen; null when it was missing, as most are most of the time.
+  using Seen = std::unique_ptr<MapFileContent>;
+
+  [[nodiscard]] std::string sendingPath() const;
+  [[nodiscard]] MapFileContent read(const std::string& path, Seen& last, bool wentOn);
   void removePatch();
   [[nodiscard]] bool setAsideIfDamaged(const std::string& path, const MapFileContent& content,
                                        std::vector<std::string>& errors);
   [[nodiscard]] MapFileWritten write(const std::string& path, const Map& changes, const MapFileContent& present,
-                                     MapFileContent& last, std::vector<std::string>& errors);
+                                     Seen& last, std::vector<std::string>& errors);
   // Makes all names changed so far durable.
   [[nodiscard]] bool flushNames();
 
   platform::FileStore& files_;
   std::unique_ptr<platform::FileLock> lock_;
-  bool swept_ = false;
-  const std::string patchPath_;
-  const std::string sendingPath_;
-  // One directory as a rule; two when a directory's own name holds ".plist".
-  std::vector<std::string> directories_;
-  bool namesNeedFlush_ = true;  // an earlier process may have left some
+  const SharedText& patchPath_;
+  // Null when it follows from the other one, which it need not if a directory's own name holds ".plist".
+  std::unique_ptr<const std::string> sendingPath_;
   // As the files were last seen: for want of a present look, and so that what did not change is not read again.
-  MapFileContent lastPatch_;
-  MapFileContent lastSending_;
+  Seen lastPatch_;
+  Seen lastSending_;
+  bool swept_ = false;
+  bool namesNeedFlush_ = true;  // an earlier process may have left some
   bool patchWentOn_ = false;
   bool sendingWentOn_ = false;
   // A file was moved away from its name. The name must not be used again before that is durable: a power cut could keep

@@ -65,7 +65,11 @@ ErrorRef ManagerCore::applyReply(const ServiceRequest& request, const std::strin
 
 void ManagerCore::handleReply(const ServiceRequest& request, const std::string& body, int status,
                               std::optional<std::string> eTag, std::optional<QLMError> error) {
-  const ReplyMeaning meaning = statusHandling_.classify(status, error);
+  ReplyMeaning meaning;
+  {
+    const platform::MutexLock lock(fieldsMutex_);
+    meaning = statusHandling_.classify(status, error);
+  }
   switch (status) {
     case 400:
       log_.error("Bad request, fetching new settings before retrying");

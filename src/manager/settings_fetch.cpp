@@ -61,12 +61,7 @@ void ManagerCore::storeSettings(const std::string& path, const Map& settings, co
 
 void ManagerCore::fetchRemoteSettings(Completion completion) {
   log_.info("Will fetch new zephra settings");
-  bool refused = false;
-  {
-    const platform::MutexLock lock(fetchSettingsLock_);
-    refused = std::exchange(sendingGetRequest_, true);
-  }
-  if (refused) {
+  if (sendingGetRequest_.exchange(true)) {
     log_.info("There is already on ongoing settings fetching");
     callHost("a fetch completion", [&] { completion(makeError(QLCZephraManager::ZephraErrorCode::fetchInProgress)); });
     return;
@@ -103,18 +98,13 @@ void ManagerCore::beginFetch(Completion completion) {
       end);
 }
 
-void ManagerCore::finishFetch() {
-  const platform::MutexLock lock(fetchSettingsLock_);
-  sendingGetRequest_ = false;
-}
-
 void ManagerCore::getSettings(const platform::Secret& ccrToken, Condition condition, Completion completion) {
   log_.info("Sending get settings request to zephra");
   HeaderMap headers = ownHeaders();
   std::optional<std::string> sentTag;
   if (condition == Condition::ifChanged) {
     const platform::MutexLock lock(fieldsMutex_);
-    sentTag = documentTag_;
+    sentTag = documentTag_.text();
   }
   if (sentTag) headers.emplace("If-None-Match", *sentTag);
   runRequestWithURL(

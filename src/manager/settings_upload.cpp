@@ -95,7 +95,7 @@ void ManagerCore::patchSettings(const WeakUpload& weakUpload, const platform::Se
   HeaderMap headers = ownHeaders();
   {
     const platform::MutexLock lock(fieldsMutex_);
-    if (newestTag_) headers.emplace("If-Match", *newestTag_);
+    if (auto tag = newestTag_.text()) headers.emplace("If-Match", *std::move(tag));
   }
   runRequestWithURL(
       [weak = weak(), weakUpload, headers = std::move(headers), ccrToken](const std::string& base, Completion done) {

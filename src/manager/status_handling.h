@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <optional>
 
-#include "platform/mutex.h"
 #include "qlczephra/manager.h"
 #include "qlczephra/retry.h"
 
@@ -24,16 +23,18 @@ struct ReplyMeaning {
 };
 
 // The retry state that all calls of one manager share. The delay of a repetition is taken together with the
-// classification of its own reply, in one step, so that the reply of another call cannot change it.
+// classification of its own reply, in one step, so that the reply of another call cannot change it: the caller holds a
+// lock for it.
 class StatusHandling {
  public:
-  explicit StatusHandling(platform::Platform& platform) : retry_(platform) {}
+  explicit StatusHandling(platform::Platform& platform) : platform_(platform) {}
 
-  [[nodiscard]] ReplyMeaning classify(int status, std::optional<QLMError> error) QLCZ_EXCLUDES(mutex_);
+  [[nodiscard]] ReplyMeaning classify(int status, std::optional<QLMError> error);
 
  private:
-  platform::Mutex mutex_;
-  QLCRetry retry_ QLCZ_GUARDED_BY(mutex_);
+  platform::Platform& platform_;
+  // Of a QLCRetry, of which nothing else outlasts a reply.
+  std::int64_t retryAttempt_ = 1;
 };
 
 }  // namespace qlczephra

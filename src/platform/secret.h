@@ -1,9 +1,13 @@
 // Texts that must not stay in memory once nobody uses them: tokens.
 #pragma once
 
+#include <atomic>
+#include <cstdint>
 #include <cstring>
-#include <memory>
+#include <limits>
+#include <new>
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace qlczephra::platform {
@@ -14,23 +18,49 @@ inline void wipe(std::string& text) noexcept {
   text.clear();
 }
 
-// A secret text, shared by all its copies and wiped when the last of them goes.
+// A secret text, shared by all its copies and wiped when the last of them goes. One block holds no more than it.
 class Secret {
  public:
-  Secret() : Secret(std::string()) {}
-  explicit Secret(std::string text) : text_(std::make_shared<Text>(text)) { wipe(text); }
-  [[nodiscard]] const std::string& text() const noexcept { return text_->text; }
+  Secret() noexcept = default;  // empty
+  explicit Secret(std::string text) : block_(Block::make(text)) { wipe(text); }
+  Secret(const Secret& other) noexcept : block_(other.block_) {
+    if (block_ != nullptr) block_->references.fetch_add(1, std::memory_order_relaxed);
+  }
+  Secret(Secret&& other) noexcept : block_(std::exchange(other.block_, nullptr)) {}
+  Secret& operator=(Secret other) noexcept {
+    std::swap(block_, other.block_);
+    return *this;
+  }
+  ~Secret() {
+    if (block_ != nullptr && block_->references.fetch_sub(1, std::memory_order_acq_rel) == 1) Block::destroy(block_);
+  }
+
+  [[nodiscard]] std::string_view text() const noexcept {
+    return block_ == nullptr ? std::string_view() : std::string_view(block_->bytes(), block_->size);
+  }
 
  private:
-  struct Text {
-    // Copied, since a short text that is moved leaves its bytes behind.
-    explicit Text(const std::string& secret) : text(secret) {}  // NOLINT(modernize-pass-by-value)
-    ~Text() { wipe(text); }
-    Text(const Text&) = delete;
-    Text& operator=(const Text&) = delete;
-    std::string text;
+  // The bytes follow it.
+  struct Block {
+    std::atomic<std::uint32_t> references;
+    std::uint32_t size;
+
+    [[nodiscard]] char* bytes() noexcept { return reinterpret_cast<char*>(this + 1); }
+    static Block* make(std::string_view text) {
+      if (text.size() > std::numeric_limits<std::uint32_t>::max()) throw std::bad_alloc();
+      auto* const block =
+          new (::operator new(sizeof(Block) + text.size())) Block{1, static_cast<std::uint32_t>(text.size())};
+      std::memcpy(block->bytes(), text.data(), text.size());
+      return block;
+    }
+    static void destroy(Block* block) noexcept {
+      explicit_bzero(block->bytes(), block->size);
+      block->~Block();
+      ::operator delete(block);
+    }
   };
-  std::shared_ptr<const Text> text_;
+
+  Block* block_ = nullptr;
 };
 
 }  // namespace qlczephra::platform

@@ -52,8 +52,8 @@ std::optional<Map> decodeBody(platform::Platform& platform, const std::string& b
 }
 
 // The header fields of a call with a token and without header fields of its own in their place.
-HeaderMap withToken(HeaderMap headers, const std::string& ccrToken) {
-  headers.emplace("Authorization", "Bearer " + ccrToken);
+HeaderMap withToken(HeaderMap headers, std::string_view ccrToken) {
+  headers.emplace("Authorization", std::string("Bearer ").append(ccrToken));
   headers.emplace("Content-Type", "application/json");
   return headers;
 }
@@ -116,7 +116,7 @@ void QLCNetworkRequest::request(const std::string& url, const std::string& metho
 }
 
 void QLCNetworkRequest::requestText(const std::string& url, const std::string& method, const HeaderMap& headers,
-                                    const std::string& ccrToken, const std::optional<Map>& params,
+                                    std::string_view ccrToken, const std::optional<Map>& params,
                                     TextCompletion completion) {
   HeaderMap merged = withToken(headers, ccrToken);
   requestText(url, method, merged, params, std::move(completion));

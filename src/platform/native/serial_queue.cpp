@@ -8,56 +8,57 @@
 
 namespace qlczephra::platform {
 
-PoolSerialQueue::PoolSerialQueue(const std::shared_ptr<WorkerPool>& pool) : state_(std::make_shared<State>(pool)) {}
+PoolSerialQueue::PoolSerialQueue(const std::shared_ptr<WorkerPool>& pool) : pool_(pool) {}
 
 void PoolSerialQueue::post(Task task) {
-  append(state_, std::move(task));
+  std::list<Task> added;
+  added.push_back(std::move(task));
+  {
+    const MutexLock lock(mutex_);
+    tasks_.splice(tasks_.end(), added);
+    if (std::exchange(active_, true)) return;
+  }
+  postTurn();
 }
 
 void PoolSerialQueue::postAfter(std::chrono::seconds delay, Task task) {
   constexpr std::chrono::seconds longest =
       std::chrono::duration_cast<std::chrono::seconds>(std::chrono::nanoseconds::max());
   if (delay <= std::chrono::seconds::zero()) {
-    append(state_, std::move(task));
+    post(std::move(task));
     return;
   }
-  const auto pool = state_->pool.lock();
+  const auto pool = pool_.lock();
   if (pool == nullptr) return;
   pool->postAfter(std::min(delay, longest),
-                  [state = state_, task = std::move(task)]() mutable { append(state, std::move(task)); });
+                  [self = shared_from_this(), task = std::move(task)]() mutable { self->post(std::move(task)); });
 }
 
-void PoolSerialQueue::append(const std::shared_ptr<State>& state, Task task) {
-  {
-    const MutexLock lock(state->mutex);
-    state->tasks.push_back(std::move(task));
-    if (std::exchange(state->active, true)) return;
-  }
-  if (const auto pool = state->pool.lock()) pool->post([state] { takeTurn(state); });
+void PoolSerialQueue::postTurn() {
+  if (const auto pool = pool_.lock()) pool->post([self = shared_from_this()] { self->takeTurn(); });
 }
 
 // One task a turn, so that a busy queue does not keep the others waiting.
-void PoolSerialQueue::takeTurn(const std::shared_ptr<State>& state) {
-  Task task;
+void PoolSerialQueue::takeTurn() {
+  std::list<Task> turn;
   {
-    const MutexLock lock(state->mutex);
-    task = std::move(state->tasks.front());
-    state->tasks.pop_front();
+    const MutexLock lock(mutex_);
+    turn.splice(turn.end(), tasks_, tasks_.begin());
   }
   struct NextTurn {
-    const std::shared_ptr<State>& state;
+    PoolSerialQueue& queue;
     // Also when the task threw.
     ~NextTurn() {
       {
-        const MutexLock lock(state->mutex);
-        state->active = !state->tasks.empty();
-        if (!state->active) return;
+        const MutexLock lock(queue.mutex_);
+        queue.active_ = !queue.tasks_.empty();
+        if (!queue.active_) return;
       }
-      if (const auto pool = state->pool.lock()) pool->post([state = state] { takeTurn(state); });
+      queue.postTurn();
     }
-  } const nextTurn{state};
-  task();
-  task = nullptr;  // what it captured goes before the next task begins
+  } const nextTurn{*this};
+  turn.front()();
+  turn.clear();  // what the task captured goes before the next one begins
 }
 
 }  // namespace qlczephra::platform

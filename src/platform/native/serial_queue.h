@@ -2,7 +2,7 @@
 #pragma once
 
 #include <chrono>
-#include <deque>
+#include <list>
 #include <memory>
 
 #include "platform/mutex.h"
@@ -12,25 +12,22 @@ namespace qlczephra::platform {
 
 class WorkerPool;
 
-class PoolSerialQueue : public SerialQueue {
+// Lives until the last task has run, whoever lets go of it before.
+class PoolSerialQueue final : public SerialQueue, public std::enable_shared_from_this<PoolSerialQueue> {
  public:
   explicit PoolSerialQueue(const std::shared_ptr<WorkerPool>& pool);
   void post(Task task) override;
   void postAfter(std::chrono::seconds delay, Task task) override;
 
  private:
-  // Outlives the queue object until the last task has run.
-  struct State {
-    explicit State(const std::shared_ptr<WorkerPool>& workers) : pool(workers) {}
-    const std::weak_ptr<WorkerPool> pool;
-    Mutex mutex;
-    std::deque<Task> tasks QLCZ_GUARDED_BY(mutex);
-    bool active QLCZ_GUARDED_BY(mutex) = false;  // a turn is posted to the pool or running
-  };
-  static void append(const std::shared_ptr<State>& state, Task task);
-  static void takeTurn(const std::shared_ptr<State>& state);
+  void takeTurn();
+  void postTurn();
 
-  const std::shared_ptr<State> state_;
+  const std::weak_ptr<WorkerPool> pool_;
+  Mutex mutex_;
+  // A list, since most queues are empty most of the time and a deque takes half a kilobyte then.
+  std::list<Task> tasks_ QLCZ_GUARDED_BY(mutex_);
+  bool active_ QLCZ_GUARDED_BY(mutex_) = false;  // a turn is posted to the pool or running
 };
 
 }  // namespace qlczephra::platform
