@@ -9,6 +9,7 @@
 #include "manager/map_file.h"
 #include "platform/replace_file.h"
 #include "transport/header_rules.h"
+#include "value/block_arena.h"
 
 namespace qlczephra {
 
@@ -25,6 +26,7 @@ void ManagerCore::updateLocalSettings() {
       if (changes->own(errors) && !localFileSwept_.exchange(true)) {
         platform::removeStaleReplacements(platform_.files(), *path);
       }
+      const BlockArena arena;  // for a tree that is replaced whole
       const MapFileContent content = readMapFile(platform_.files(), *path);
       if (content.state == MapFileContent::State::good) settings = content.map;
     }
