@@ -15,6 +15,7 @@
 #include "manager/backoff.h"
 #include "platform/planted_bug.h"
 #include "platform/plist/plist.h"
+#include "platform/replace_file.h"
 #include "value/limits.h"
 
 namespace qlczephra {
@@ -67,6 +68,12 @@ std::string uniquePath(const std::string& path) {
   return (failed ? absolute : directory / absolute.filename()).string();
 }
 
+// The same for one that stands, as a rule, in the directory of another, which is looked for in the file system once.
+std::string uniquePathBeside(const std::string& path, const std::string& other, const std::string& uniqueOther) {
+  if (platform::directoryOf(path) != platform::directoryOf(other)) return uniquePath(path);
+  return uniqueOther.substr(0, uniqueOther.rfind('/') + 1) + path.substr(path.rfind('/') + 1);
+}
+
 }  // namespace
 
 std::shared_ptr<PendingChanges> PendingChanges::at(platform::Platform& platform, const SharedText& patchFilePath) {
@@ -83,7 +90,7 @@ std::shared_ptr<PendingChanges> PendingChanges::at(platform::Platform& platform,
     if (auto shared = (*known)->weak_from_this().lock()) return shared;
     all.objects.erase(known);  // its destructor waits for the lock
   }
-  made = std::make_shared<PendingChanges>(OfItself(), platform, path, uniquePath(*sending));
+  made = std::make_shared<PendingChanges>(OfItself(), platform, path, uniquePathBeside(*sending, *given, std::string(path.view())));
   all.objects.insert(made.get());
   return made;
 }

@@ -286,6 +286,25 @@ TEST_F(ChangesTest, WithoutAUsablePathAChangeIsRefused) {
               ElementsAre(HasSubstr("(not set)"), testing::EndsWith("refused: /settings/patch")));
 }
 
+TEST_F(ChangesTest, TheSendingFileStandsBesideThePatchFileUnlessTheDirectoryHasTheEndingToo) {
+  struct Case {
+    const char *patchFile, *sendingFile;
+  } cases[] = {{"/patch.plist", "/patch-sending.plist"},
+               {"/other/patch.plist", "/other/patch-sending.plist"},
+               {"/a.plist/patch.plist", "/a-sending.plist/patch-sending.plist"}};
+  for (const char* directory : {"/", "/other", "/a.plist", "/a-sending.plist"}) {
+    world.world.disk().makeDirectory(directory);
+  }
+  givenSettings();
+  for (const auto& [patch, sending] : cases) {
+    world.manager->setPatchFilePath(patch);
+    world.manager->setStringValue("common.name", "new");
+    EXPECT_EQ(stored(sending), R"({"common":{"name":"new"}})") << patch;
+    world.whenServiceAnswers({Answer(200).tag("\"2\"")});
+    world.runUntilIdle();
+  }
+}
+
 TEST_F(ChangesTest, WhatTheFormatCannotHoldIsAppliedAndNeitherKeptNorSent) {
   givenSettings();
   world.manager->setSettingValue("common.name", nullptr);
