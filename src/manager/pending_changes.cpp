@@ -90,7 +90,8 @@ std::shared_ptr<PendingChanges> PendingChanges::at(platform::Platform& platform,
     if (auto shared = (*known)->weak_from_this().lock()) return shared;
     all.objects.erase(known);  // its destructor waits for the lock
   }
-  made = std::make_shared<PendingChanges>(OfItself(), platform, path, uniquePathBeside(*sending, *given, std::string(path.view())));
+  made = std::make_shared<PendingChanges>(OfItself(), platform, path,
+                                          uniquePathBeside(*sending, *given, std::string(path.view())));
   all.objects.insert(made.get());
   return made;
 }
