@@ -155,6 +155,7 @@ bool WorkerPool::startWorker(Aftermath& aftermath) {
   const BlockedSignals blocked;
   std::list<Worker> started;
   try {
+    idle_.reserve(running_ + 1);  // so that waiting needs no memory
     Worker& worker = started.emplace_back();
     worker.pool = this;
     // The thread holds the pool, so that one that is still inside host code at the end has all that it needs.
