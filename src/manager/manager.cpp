@@ -108,13 +108,13 @@ std::optional<std::string> QLCZephraManager::localFilePath() const {
   return core_->localFilePath();
 }
 void QLCZephraManager::setLocalFilePath(std::optional<std::string> path) {
-  core_->setLocalFilePath(std::move(path));
+  core_->setLocalFilePath(path);
 }
 std::optional<std::string> QLCZephraManager::patchFilePath() const {
   return core_->patchFilePath();
 }
 void QLCZephraManager::setPatchFilePath(std::optional<std::string> path) {
-  core_->setPatchFilePath(std::move(path));
+  core_->setPatchFilePath(path);
 }
 std::optional<Map> QLCZephraManager::currentSettings() const {
   return core_->settings().tree();

@@ -65,7 +65,7 @@ std::optional<std::string> ManagerCore::localFilePath() const {
   return localFilePath_.text();
 }
 
-void ManagerCore::setLocalFilePath(std::optional<std::string> path) {
+void ManagerCore::setLocalFilePath(const std::optional<std::string>& path) {
   const platform::MutexLock lock(fieldsMutex_);
   if (localFilePath_ != path) localFileSwept_ = localFileSeen_ = false;
   localFilePath_ = path;
@@ -76,7 +76,7 @@ std::optional<std::string> ManagerCore::patchFilePath() const {
   return patchFilePath_.text();
 }
 
-void ManagerCore::setPatchFilePath(std::optional<std::string> path) {
+void ManagerCore::setPatchFilePath(const std::optional<std::string>& path) {
   std::shared_ptr<PendingChanges> left;  // goes after the lock
   const platform::MutexLock lock(fieldsMutex_);
   if (patchFilePath_ == path) return;

@@ -60,9 +60,9 @@ class ManagerCore : public ChangesSender, public std::enable_shared_from_this<Ma
   void setCcrToken(std::optional<platform::Secret> token) QLCZ_EXCLUDES(fieldsMutex_);
   void clearCCRToken();
   [[nodiscard]] std::optional<std::string> localFilePath() const QLCZ_EXCLUDES(fieldsMutex_);
-  void setLocalFilePath(std::optional<std::string> path) QLCZ_EXCLUDES(fieldsMutex_);
+  void setLocalFilePath(const std::optional<std::string>& path) QLCZ_EXCLUDES(fieldsMutex_);
   [[nodiscard]] std::optional<std::string> patchFilePath() const QLCZ_EXCLUDES(fieldsMutex_);
-  void setPatchFilePath(std::optional<std::string> path) QLCZ_EXCLUDES(fieldsMutex_);
+  void setPatchFilePath(const std::optional<std::string>& path) QLCZ_EXCLUDES(fieldsMutex_);
   [[nodiscard]] const PublishedState& settings() const noexcept { return currentSettings_; }
   void setCurrentSettings(std::optional<Map> settings);
 
@@ -177,9 +177,9 @@ class ManagerCore : public ChangesSender, public std::enable_shared_from_this<Ma
 
   platform::Platform& platform_;
   const ManagerLog log_;
+  std::atomic<std::size_t> localFileSize_{0};  // as it was last written
   std::atomic<bool> closed_{false};
   std::atomic<bool> sendingGetRequest_{false};  // a fetch is running
-  std::atomic<std::size_t> localFileSize_{0};   // as it was last written
   // Of the file at the present path: whether stale replacements were swept, and others' access was looked at.
   std::atomic<bool> localFileSwept_{false};
   std::atomic<bool> localFileSeen_{false};
