@@ -32,6 +32,7 @@ class Secret {
     return *this;
   }
   ~Secret() {
+    // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete): the analyzer does not follow the count
     if (block_ != nullptr && block_->references.fetch_sub(1, std::memory_order_acq_rel) == 1) Block::destroy(block_);
   }
 
