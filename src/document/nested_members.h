@@ -29,9 +29,9 @@ template <typename Member>
 }
 
 // Reads the map whose bracket was just taken, and those inside that `member` opens.
-//   bool member(std::string_view key, bool& opened)    reads the member's value, or takes the bracket of a map and
-//   opens it bool close()                                       the innermost map has ended; true when it was the
-//   outermost
+//
+// `bool member(std::string_view key, bool& opened)` reads the member's value, or takes the bracket of a map and opens
+// it. `bool close()` is told that the innermost map has ended, and tells whether it was the outermost.
 template <typename Member, typename Close>
 [[nodiscard]] bool readNestedMembers(json::TokenReader& tokens, json::ValueReader& values, Member member, Close close) {
   bool isFirst = true;

@@ -22,7 +22,7 @@ struct Revision {
 // read and whether or not somebody publishes. Each read sees one tree from beginning to end.
 //
 // publish() and all reads may be called from any thread; who publishes what first is for the callers to settle. Of two
-// that publish at the same moment, the one stays whose revision has the higher number.
+// trees that are published at the same moment, the one stays whose revision has the higher number.
 class PublishedState {
  public:
   // `workers` frees large trees that were replaced and outlives the object.

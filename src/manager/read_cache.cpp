@@ -51,7 +51,7 @@ ReadCache* ReadCache::made() noexcept {
 }
 
 ReadCache::Found ReadCache::find(const Revision& revision, std::string_view path) noexcept {
-  const Found found(document::valueAt(revision.tree, path));
+  Found found(document::valueAt(revision.tree, path));
   ReadCache* const cache = made();
   if (cache == nullptr || path.size() > longestPath) return found;
   const std::uint64_t tag = tagOf(revision.number, path);
@@ -67,7 +67,7 @@ ReadCache::Found ReadCache::find(const Revision& revision, std::string_view path
 }
 
 ReadCache::Found ReadCache::find(const Revision& revision, const SettingPath& path) noexcept {
-  const Found found(document::valueAt(revision.tree, path.text()));
+  Found found(document::valueAt(revision.tree, path.text()));
   ReadCache* const cache = made();
   if (cache != nullptr) cache->byId_[placeOf(revision.number, path)] = {revision.number, path.id(), found};
   return found;

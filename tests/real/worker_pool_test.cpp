@@ -146,6 +146,39 @@ TEST_F(WorkerPoolTest, WhatAWorkerPostsRunsWhateverThatWorkerDoesNext) {
   }
 }
 
+// What a task captured may be the host's, and do as it likes when it goes.
+TEST_F(WorkerPoolTest, WhatATaskCapturedMayPostAndWaitWhenItGoes) {
+  struct Asking {
+    Asking(WorkerPool& pool_, std::atomic<int>& answered_) : pool(pool_), answered(answered_) {}
+    ~Asking() {
+      const auto answer = std::make_shared<Countdown>(1);
+      pool.post([answer] { answer->arrive(); });
+      answered += answer->wait(5s) ? 1 : -1000;
+    }
+    WorkerPool& pool;
+    std::atomic<int>& answered;
+  };
+  std::atomic<int> answered{0};
+  Countdown idle(3);  // all threads have started and sleep again, so that nobody is awake by chance
+  for (int i = 0; i < 3; ++i) pool_->post([&] { idle.arrive(); });
+  ASSERT_TRUE(idle.wait());
+  const auto queue = pool_->makeSerialQueue();
+  for (int round = 0; round < 4; ++round) {
+    std::this_thread::sleep_for(20ms);
+    Countdown ran(1);
+    auto captured = std::make_shared<Asking>(*pool_, answered);
+    // The last reference goes with the task.
+    if (round % 2 == 0) {
+      pool_->post([captured = std::move(captured), &ran] { ran.arrive(); });
+    } else {
+      queue->post([captured = std::move(captured), &ran] { ran.arrive(); });
+    }
+    ASSERT_TRUE(ran.wait());
+    while (answered >= 0 && answered <= round) std::this_thread::sleep_for(1ms);
+    ASSERT_GT(answered, round) << "nobody came";
+  }
+}
+
 TEST_F(WorkerPoolTest, WhatIsPostedFirstRunsBeforeWhatWaits) {
   constexpr int workers = 3;
   std::mutex gate;

@@ -4,7 +4,9 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <variant>
 
+#include "document/settings_document.h"
 #include "platform/json/json.h"
 #include "platform/plist/plist.h"
 #include "tests/scale/measure.h"
@@ -50,6 +52,26 @@ void expectLinearReading(const std::vector<Text>& texts, Read read) {
                     return [whole, read] { static_cast<void>(read(*whole)); };
                   }});
   }
+}
+
+TEST(LinearReading, OfDocuments) {
+  const auto read = [](const std::string& text) {
+    return std::holds_alternative<document::SettingsDocument>(document::SettingsDocument::interpret(text));
+  };
+  const std::string schemas = R"("eff_schema":{"common":{},"macos":{}})";
+  expectLinearReading(
+      {
+          {"documents: values before schemas, again and again", "{", R"("data":{"values":{},)" + schemas + "},",
+           R"("data":{"values":{"a":"\\"},)" + schemas + "}}", true},
+          {"documents: schemas again and again", R"({"data":{"values":{},)", schemas + ",", schemas + "}}", true},
+          {"documents: values again and again", R"({"data":{)" + schemas + ",",
+           R"("values":{"common":{"a{n}":1},"macos":1},)", R"("values":0}})", true},
+          {"documents: properties in the worst order", R"({"data":{"eff_schema":{"macos":{},"common":{"properties":{)",
+           R"("name{n}":{"type":"integer","default":5},)", R"("":0}}},"values":{"common":{"name12345678":5}}}})", true},
+          {"documents: values in another order", R"({"data":{"eff_schema":{"macos":{},"common":{"properties":{)",
+           R"("scheduledScanKey{n}":0,)", R"("":0}}},"values":{"common":{"a":0}}}})", true},
+      },
+      read);
 }
 
 TEST(LinearReading, OfJson) {

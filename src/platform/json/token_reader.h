@@ -37,11 +37,14 @@ class TokenReader {
   [[nodiscard]] std::size_t size() const noexcept { return text_.size(); }
 
   // Where the next token is, to be read again.
-  using Place = const std::uint32_t*;
-  [[nodiscard]] Place place() const noexcept { return token_; }
-  void goTo(Place place) noexcept {
-    token_ = place;
-    backslash_ = 0;
+  struct Place {
+    const std::uint32_t* token;
+    std::size_t backslash;
+  };
+  [[nodiscard]] Place place() const noexcept { return {token_, backslash_}; }
+  void goTo(const Place& place) noexcept {
+    token_ = place.token;
+    backslash_ = place.backslash;
   }
 
   [[nodiscard]] bool isAtEnd() const noexcept { return token_ == end_; }

@@ -36,7 +36,16 @@ class CurlHttpSession::Network : public std::enable_shared_from_this<Network> {
       : environment_(std::move(environment)),
         options_(std::move(options)),
         trustStoreLoads_(std::move(trustStoreLoads)),
-        loop_([this] { summonDriver(); }) {}
+        loop_([itself = itself_] {
+          if (const auto network = itself->lock()) network->summonDriver();
+        }) {}
+
+  static std::shared_ptr<Network> make(const NativeHttpEnvironment& environment, const HttpSessionOptions& options,
+                                       const std::shared_ptr<std::atomic<std::uint64_t>>& trustStoreLoads) {
+    auto network = std::make_shared<Network>(environment, options, trustStoreLoads);
+    *network->itself_ = network;
+    return network;
+  }
 
   void submit(std::shared_ptr<Submission> submission) {
     loop_.mailbox()->post([this, submission = std::move(submission)] {
@@ -68,7 +77,8 @@ class CurlHttpSession::Network : public std::enable_shared_from_this<Network> {
     // Lest the workers count on this one.
     if (!environment_.hostCodeBegins()) return;
     std::vector<Task> deliveries;
-    if (driverBegins()) {
+    const bool drives = driverBegins();
+    if (drives) {
       if (!engine_) {  // the first one; libcurl takes its time to begin
         curl_.emplace();
         engine_.emplace(loop_, environment_, options_, trustStoreLoads_);
@@ -87,14 +97,17 @@ class CurlHttpSession::Network : public std::enable_shared_from_this<Network> {
       if (!left) {
         // Here and not where the session stops: a handshake that waits for a verdict must end on the thread that it
         // began on.
+        std::vector<Task> more = engine_->takeDeliveries();
+        std::move(more.begin(), more.end(), std::back_inserter(deliveries));
         engine_.reset();
-        deliveries.clear();
+        // What they hold is the host's, and goes where host code may.
+        environment_.post([dropped = std::exchange(deliveries, {})] {});
       }
-      driverEnds();
     }
     environment_.hostCodeEnds();
+    if (drives) driverEnds();
     // This thread is the one that will run the first of them.
-    for (Task& delivery : deliveries) environment_.post(std::move(delivery));
+    for (Task& delivery : deliveries) environment_.postLast(std::move(delivery));
   }
 
   bool driverBegins() QLCZ_EXCLUDES(mutex_) {
@@ -125,6 +138,8 @@ class CurlHttpSession::Network : public std::enable_shared_from_this<Network> {
   const NativeHttpEnvironment environment_;
   const HttpSessionOptions options_;
   const std::shared_ptr<std::atomic<std::uint64_t>> trustStoreLoads_;
+  // Stragglers post to the mailbox when this object may have gone.
+  const std::shared_ptr<std::weak_ptr<Network>> itself_ = std::make_shared<std::weak_ptr<Network>>();
   EventLoop loop_;
   // Belong to the driver.
   std::optional<CurlInUse> curl_;
@@ -150,9 +165,12 @@ CurlHttpSession::~CurlHttpSession() {
 
 void CurlHttpSession::send(HttpRequest request, HttpCompletion completion) {
   auto submission = std::make_shared<Submission>(Submission{std::move(request), std::move(completion)});
-  const MutexLock lock(mutex_);
-  if (stopped_) return;
-  Network* const network = startedNetwork();
+  std::shared_ptr<Network> network;
+  {
+    const MutexLock lock(mutex_);
+    if (stopped_) return;
+    network = startedNetwork();
+  }
   if (network == nullptr) {
     environment_.post([submission] {
       submission->completion({std::nullopt, {}, "The network cannot be used: descriptors or memory are short"});
@@ -162,14 +180,14 @@ void CurlHttpSession::send(HttpRequest request, HttpCompletion completion) {
   network->submit(std::move(submission));
 }
 
-CurlHttpSession::Network* CurlHttpSession::startedNetwork() {
-  if (network_) return network_.get();
+std::shared_ptr<CurlHttpSession::Network> CurlHttpSession::startedNetwork() {
+  if (network_) return network_;
   try {
-    network_ = std::make_shared<Network>(environment_, options_, trustStoreLoads_);
+    network_ = Network::make(environment_, options_, trustStoreLoads_);
   } catch (const std::system_error&) {
     return nullptr;
   }
-  return network_.get();
+  return network_;
 }
 
 void CurlHttpSession::stop() {

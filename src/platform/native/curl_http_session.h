@@ -37,7 +37,7 @@ class CurlHttpSession final : public HttpSession {
  private:
   class Network;
 
-  Network* startedNetwork() QLCZ_REQUIRES(mutex_);
+  std::shared_ptr<Network> startedNetwork() QLCZ_REQUIRES(mutex_);
 
   const NativeHttpEnvironment environment_;
   const HttpSessionOptions options_;

@@ -22,8 +22,10 @@ void EasyHandles::giveBack(CURL* easy) noexcept {
     curl_easy_cleanup(easy);
     return;
   }
-  // At once, since it points to what the transfer owns; and the share, which a reset would keep.
+  // At once, since it points to what the transfer owns. A reset would keep the share, and the addresses of a transfer
+  // that has not begun.
   curl_easy_setopt(easy, CURLOPT_SHARE, nullptr);
+  curl_easy_setopt(easy, CURLOPT_RESOLVE, nullptr);
   curl_easy_reset(easy);
   waiting_.push_back(easy);
 }

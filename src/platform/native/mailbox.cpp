@@ -25,16 +25,32 @@ Mailbox::~Mailbox() {
 }
 
 bool Mailbox::post(Task task) {
+  std::size_t place = 0;
   {
     const MutexLock lock(mutex_);
     if (closed_) return false;
+    place = tasks_.size();
     tasks_.push_back(std::move(task));
     endWaitOfOther();
     if (attention_ != Attention::none) return true;
     attention_ = Attention::awake;
   }
-  summon_();
+  try {
+    summon_();
+  } catch (...) {  // no memory: nobody comes, so the next one summons again
+    takeBack(place);
+    throw;
+  }
   return true;
+}
+
+void Mailbox::takeBack(std::size_t place) {
+  Task task;  // goes after the lock
+  const MutexLock lock(mutex_);
+  attention_ = Attention::none;
+  if (place >= tasks_.size()) return;
+  task = std::move(tasks_[place]);
+  tasks_.erase(tasks_.begin() + static_cast<std::ptrdiff_t>(place));
 }
 
 void Mailbox::interrupt() {

@@ -1,6 +1,7 @@
 // Tasks for a thread that waits on descriptors while it has something to wait for, and is there for others else.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <vector>
@@ -20,7 +21,7 @@ class Mailbox {
   Mailbox(const Mailbox&) = delete;
   Mailbox& operator=(const Mailbox&) = delete;
 
-  // Any thread. False when the mailbox is closed; the task is destroyed unrun then.
+  // Any thread. False when the mailbox is closed; the task is destroyed unrun then, and also when `summon` throws.
   bool post(Task task);
   // Any thread. Ends the present wait, or the next one.
   void interrupt();
@@ -42,6 +43,7 @@ class Mailbox {
   enum class Attention : std::uint8_t { none, awake, waiting };
 
   void endWaitOfOther() QLCZ_REQUIRES(mutex_);
+  void takeBack(std::size_t place) QLCZ_EXCLUDES(mutex_);
 
   const std::function<void()> summon_;
   const int descriptor_;

@@ -17,6 +17,7 @@ struct NativeHttpEnvironment {
   // Run the task on a worker thread, never on the caller's stack.
   std::function<void(Task)> post;
   std::function<void(Task)> postFirst;  // before all that waits
+  std::function<void(Task)> postLast;   // see WorkerPool::postLast()
   std::function<void(std::chrono::nanoseconds, Task)> postAfter;
   // Bracket host code, and whatever else may keep a worker thread long. After a false no host code may begin, and
   // `hostCodeEnds` is not called.

@@ -18,7 +18,7 @@ void PoolSerialQueue::post(Task task) {
     tasks_.splice(tasks_.end(), added);
     if (std::exchange(active_, true)) return;
   }
-  postTurn();
+  postTurn(&WorkerPool::post);
 }
 
 void PoolSerialQueue::postAfter(std::chrono::seconds delay, Task task) {
@@ -34,8 +34,8 @@ void PoolSerialQueue::postAfter(std::chrono::seconds delay, Task task) {
                   [self = shared_from_this(), task = std::move(task)]() mutable { self->post(std::move(task)); });
 }
 
-void PoolSerialQueue::postTurn() {
-  if (const auto pool = pool_.lock()) pool->post([self = shared_from_this()] { self->takeTurn(); });
+void PoolSerialQueue::postTurn(void (WorkerPool::*postTask)(Task)) {
+  if (const auto pool = pool_.lock()) ((*pool).*postTask)([self = shared_from_this()] { self->takeTurn(); });
 }
 
 // One task a turn, so that a busy queue does not keep the others waiting.
@@ -54,11 +54,13 @@ void PoolSerialQueue::takeTurn() {
         queue.active_ = !queue.tasks_.empty();
         if (!queue.active_) return;
       }
-      queue.postTurn();
+      queue.postTurn(&WorkerPool::postLast);
     }
-  } const nextTurn{*this};
-  turn.front()();
-  turn.clear();  // what the task captured goes before the next one begins
+  };
+  const NextTurn nextTurn{*this};
+  // What the task captured goes before the next one begins.
+  const std::list<Task> task = std::move(turn);
+  task.front()();
 }
 
 }  // namespace qlczephra::platform

@@ -21,7 +21,7 @@ class PoolSerialQueue final : public SerialQueue, public std::enable_shared_from
 
  private:
   void takeTurn();
-  void postTurn();
+  void postTurn(void (WorkerPool::*postTask)(Task));
 
   const std::weak_ptr<WorkerPool> pool_;
   Mutex mutex_;

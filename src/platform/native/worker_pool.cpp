@@ -59,6 +59,14 @@ bool WorkerPool::postToThisThread(const Task& task) {
   return true;
 }
 
+void WorkerPool::postLast(Task task) {
+  Aftermath aftermath;
+  const MutexLock lock(mutex_);
+  if (stopping_) return;
+  ready_.push_back(std::move(task));
+  if (!comesItself()) announce(aftermath);
+}
+
 void WorkerPool::postFirst(Task task) {
   Aftermath aftermath;
   const MutexLock lock(mutex_);
@@ -83,7 +91,6 @@ void WorkerPool::postAfter(std::chrono::nanoseconds delay, Task task) {
 }
 
 void WorkerPool::announce(Aftermath& aftermath) {
-  if (comesItself()) return;
   // Where no thread can be had, the task waits for one of those there are, or for the next post.
   while ((running_ < permanentWorkers || (freeWorkers() == 0 && running_ < maximumWorkers)) && startWorker(aftermath)) {
   }
@@ -173,6 +180,7 @@ void WorkerPool::work(Worker& self) {
   currentWorker = &self;
   Task task;
   while (takeTask(self, task)) run(task);
+  currentWorker = nullptr;  // the thread's objects go later, and may be the host's
   const MutexLock lock(mutex_);
   --running_;
   self.ended = true;

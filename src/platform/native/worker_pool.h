@@ -19,9 +19,6 @@ namespace qlczephra::platform {
 // Threads start with the first task. Three of them stay; more are started when all that there are sit in host code, and
 // leave again after a few idle seconds. Any thread may call any operation.
 //
-// What a worker posts from the library's own code it takes itself when its present task ends, unless another one is
-// awake by then and quicker: waking a thread costs more than most tasks.
-//
 // Tasks must not throw; what they throw nevertheless (memory ran out) is dropped with a line of the process log.
 class WorkerPool : public WorkerQueue, public std::enable_shared_from_this<WorkerPool> {
  public:
@@ -32,6 +29,10 @@ class WorkerPool : public WorkerQueue, public std::enable_shared_from_this<Worke
   bool postToThisThread(const Task& task) override;
   // Before all that waits.
   void postFirst(Task task);
+  // As the last deed of the calling worker's task, which comes to it then, unless another worker is awake and quicker:
+  // so none is woken, which costs more than most tasks. Nothing of the host's may be destroyed between this and the end
+  // of the task: it might wait for what was posted. On other threads, and in host code, as post().
+  void postLast(Task task);
   void postAfter(std::chrono::nanoseconds delay, Task task);
   void postAt(std::chrono::system_clock::time_point deadline, Task task) override;
   [[nodiscard]] std::shared_ptr<SerialQueue> makeSerialQueue();
@@ -71,11 +72,11 @@ class WorkerPool : public WorkerQueue, public std::enable_shared_from_this<Worke
   // Has an idle worker look at what there is to do, unless enough are on their way. None when all are awake, who look
   // themselves before they sleep.
   void callOne(Aftermath& aftermath) QLCZ_REQUIRES(mutex_);
-  // After something was added: see to it that a thread takes it.
+  // After something was added: sees to it that a thread takes it.
   void announce(Aftermath& aftermath) QLCZ_REQUIRES(mutex_);
   // The calling thread, if it is one of the pool's.
   [[nodiscard]] Worker* self() const noexcept;
-  // Whether that will come and look what is to be done.
+  // Whether that will look what is to be done when its task ends.
   [[nodiscard]] bool comesItself() const noexcept QLCZ_REQUIRES(mutex_) {
     return self() != nullptr && self()->hostDepth == 0;
   }
