@@ -24,7 +24,7 @@ bool DocumentReader::read(DocumentContent& content) {
   }
   const bool isRead = readMembers(tokens_, values_, [this](std::string_view key) {
     if (key != dataKey) return values_.skip(1);
-    content_ = {};
+    content_.clear();
     return tokens_.takeIf('{') ? readData() : values_.skip(1);
   });
   if (!isRead) return false;
@@ -39,7 +39,7 @@ bool DocumentReader::readData() {
   bool haveValues = false;  // in the present schema
   const bool isRead = readMembers(tokens_, values_, [&](std::string_view key) {
     if (key == schemaKey) {
-      content_ = {};
+      content_.clear();
       haveValues = false;
       haveSchema = tokens_.takeIf('{');
       return haveSchema ? readSchemas() : values_.skip(2);

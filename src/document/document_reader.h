@@ -29,6 +29,11 @@ struct DocumentContent {
   std::array<std::optional<PropertySchema>, sectionNames.size()> sections;  // as sectionNames
   std::uint32_t visit = 0;  // in which values were offered to the sections
 
+  void clear() noexcept {
+    schema.clear();
+    sections = {};
+    visit = 0;
+  }
   // Null for what is no root section.
   [[nodiscard]] std::optional<PropertySchema>* section(std::string_view name) noexcept {
     for (std::size_t i = 0; i < sectionNames.size(); ++i) {

@@ -51,6 +51,8 @@ class Schema {
   void addProperties(std::vector<PropertySchema>& found, std::size_t group);
 
   void reserve(std::size_t properties) { properties_.reserve(properties); }
+  // Keeps its memory: a document may bring its schemas again and again.
+  void clear() noexcept { properties_.clear(); }
 
  private:
   struct Name {
