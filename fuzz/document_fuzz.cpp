@@ -1,6 +1,6 @@
 // A document and up to three layers of changes give a tree that can be read at every path, flattened, shown as policy
 // records, and stored where the format allows. The input: document, layer, layer, layer.
-#include "document/patch_map.h"
+#include "document/patch.h"
 #include "document/setting_node.h"
 #include "document/settings_document.h"
 #include "document/tree_walk.h"

@@ -26,11 +26,12 @@ void changeTroubles(Stage& stage, std::uint8_t detail) {
   *all[detail / 4 % std::size(all)] = oneIn(detail);
 }
 
-void changeWeather(Stage& stage, std::uint8_t detail) {
-  sim::Weather& weather = stage.world().network().weather;
-  double* const all[] = {&weather.requestLost, &weather.replyLost, &weather.replyBroken, &weather.replyTooLate};
+void changeConditions(Stage& stage, std::uint8_t detail) {
+  sim::NetworkConditions& conditions = stage.world().network().conditions;
+  double* const all[] = {&conditions.requestLost, &conditions.replyLost, &conditions.replyBroken,
+                         &conditions.replyTooLate};
   *all[detail / 4 % std::size(all)] = oneIn(detail);
-  weather.longestLatency = milliseconds(detail < 128 ? 1 : detail * 20);
+  conditions.longestLatency = milliseconds(detail < 128 ? 1 : detail * 20);
 }
 
 // None that tells a client that its change arrived.
@@ -123,7 +124,7 @@ void perform(Stage& stage, std::uint8_t operation, std::uint8_t detail) {
       stage.world().moveWallClock(std::chrono::hours(100) * (detail - 128));
       break;
     case 13:
-      changeWeather(stage, detail);
+      changeConditions(stage, detail);
       break;
     case 14:
       changeTroubles(stage, detail);

@@ -4,7 +4,7 @@
 #include <algorithm>
 
 #include "document/merge.h"
-#include "document/patch_map.h"
+#include "document/patch.h"
 #include "document/setting_node.h"
 #include "document/settings_document.h"
 #include "document/tree_walk.h"
@@ -110,7 +110,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const auto* document = std::get_if<document::SettingsDocument>(&interpreted);
   Map tree = document != nullptr ? document->effectiveTree({}) : *start;
   Map pending;
-  Bulk bulk;
+  TotalSize total;
   document::PatchedTree laid{tree};
   for (int changes = 0; changes < 8 && !pieces.atEnd(); ++changes) {
     const std::string_view path = pieces.next();
@@ -124,9 +124,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const Map patch = document::makePatch(path, value);
     fuzz::require(patch.nesting() == names + value.nesting());
     fuzz::require(*fuzz::rawAt(patch, path) == value);
-    bulk = document::bulkOfMerged(bulk, pending, patch);
+    total = document::sizeOfMerged(total, pending, patch);
     pending = document::deepMerging(pending, patch);
-    fuzz::require(bulk == Bulk(extentOf(pending)));
+    fuzz::require(total == TotalSize(valueSizeOf(pending)));
     const Map expected = document::applyPatch(laid.tree, pending);
     laid = laid.isSettled ? document::layChange(laid.tree, pending, patch) : document::layPatch(laid.tree, pending);
     fuzz::require(laid.tree == expected);

@@ -18,7 +18,7 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-Bytes contentOf(const std::filesystem::path& path) {
+Bytes viewOf(const std::filesystem::path& path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
@@ -87,7 +87,7 @@ int main(int argc, char** argv) {
   std::sort(files.begin(), files.end());
 
   for (const auto& file : files) {
-    const Bytes input = contentOf(file);
+    const Bytes input = viewOf(file);
     std::cerr << file.filename().string() << ", seed " << seed << '\n';
     run(input);
     std::mt19937_64 random(seed);

@@ -6,7 +6,7 @@
 #include "fuzz/require.h"
 #include "platform/plist/plist.h"
 #include "qlczephra/value.h"
-#include "value/walk.h"
+#include "value/visit.h"
 
 namespace qlczephra::fuzz {
 
@@ -32,7 +32,7 @@ class Storable {
 // Writes the value and reads it back. False when a property list cannot hold it.
 inline bool requireStored(const Value& value) {
   Storable storable;
-  const bool expected = walk(value, storable) && value.nesting() <= plist::maximumNesting;
+  const bool expected = visit(value, storable) && value.nesting() <= plist::maximumNesting;
   const auto text = plist::write(value);
   require(text.has_value() == expected);
   if (!text) return false;

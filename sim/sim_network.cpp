@@ -42,7 +42,7 @@ void SimNetwork::send(platform::HttpRequest request, platform::HttpCompletion co
                     request.longestWait,
                     std::move(completion)};
   sent_.push_back({std::move(request), clocks_.elapsed()});
-  if (!service_ || random_.chance(weather.requestLost)) {
+  if (!service_ || random_.chance(conditions.requestLost)) {
     deliver(std::move(transfer), broken("the connection was lost"), latency());
     return;
   }
@@ -61,14 +61,15 @@ void SimNetwork::arrive(std::uint64_t id) {
 }
 
 HttpOutcome SimNetwork::outcomeOf(ServiceReply reply, milliseconds longestWait, milliseconds& wait) {
-  if (wait > longestWait || random_.chance(weather.replyTooLate)) {
+  if (wait > longestWait || random_.chance(conditions.replyTooLate)) {
     wait = longestWait;
     return broken("the request timed out");
   }
-  if (reply.drop == Drop::beforeHeaders || random_.chance(weather.replyLost)) return broken("the connection was lost");
+  if (reply.drop == Drop::beforeHeaders || random_.chance(conditions.replyLost))
+    return broken("the connection was lost");
   HttpOutcome outcome;
   outcome.head = platform::HttpReplyHead{reply.status, std::move(reply.headers)};
-  if (reply.drop != Drop::never || random_.chance(weather.replyBroken)) {
+  if (reply.drop != Drop::never || random_.chance(conditions.replyBroken)) {
     outcome.failure = "the connection was lost after the head";
   } else if (reply.body.size() > platform::maximumBodySize) {
     outcome.failure = "the body is too large";
@@ -86,7 +87,7 @@ void SimNetwork::deliver(Transfer transfer, HttpOutcome outcome, milliseconds af
 }
 
 milliseconds SimNetwork::latency() {
-  return random_.between(weather.shortestLatency, weather.longestLatency);
+  return random_.between(conditions.shortestLatency, conditions.longestLatency);
 }
 
 std::size_t SimNetwork::inFlight(std::string_view method, std::string_view url) const {

@@ -11,8 +11,8 @@
 
 #include "platform/http_session.h"
 #include "service/exchange.h"
+#include "sim/network_conditions.h"
 #include "sim/scheduler.h"
-#include "sim/weather.h"
 
 namespace qlczephra::sim {
 
@@ -35,7 +35,7 @@ class SimNetwork : public platform::HttpSession {
 
   // Who answers; every request is lost while nobody does. The delay and the drop of a reply are carried out here.
   void connectTo(Service service) { service_ = std::move(service); }
-  Weather weather;
+  NetworkConditions conditions;
 
   // Every request that was sent, in order.
   [[nodiscard]] const std::vector<Sent>& sent() const noexcept { return sent_; }

@@ -64,7 +64,7 @@ std::unique_ptr<World> World::restart() {
   auto next = std::make_unique<World>(random_.next(), std::move(survived_));
   next->clocks_ = clocks_;
   next->network_.connectTo(network_.service());
-  next->network_.weather = network_.weather;
+  next->network_.conditions = network_.conditions;
   return next;
 }
 

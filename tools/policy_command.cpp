@@ -9,7 +9,7 @@
 #include "tools/policy_json.h"
 #include "tools/policy_text.h"
 #include "tools/settings_source.h"
-#include "tools/standard_output_aside.h"
+#include "tools/stdout_redirect.h"
 
 namespace qlczephra::tools {
 namespace {

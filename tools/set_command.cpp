@@ -3,7 +3,7 @@
 #include <chrono>
 #include <optional>
 
-#include "document/patch_map.h"
+#include "document/patch.h"
 #include "platform/plist/plist.h"
 #include "tools/commands.h"
 #include "tools/connection_options.h"

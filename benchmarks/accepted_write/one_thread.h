@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/native/native_file_store.h"
+#include "platform/native/files/native_file_store.h"
 #include "platform/platform.h"
 
 namespace qlczephra::bench {

@@ -57,8 +57,8 @@ PendingWorld::PendingWorld(int settings, int pending) {
   // As if they had been made one by one, which would take a second for a hundred.
   replaceBarely(directory_.file("patch.plist"), plist::write(Value(changesOf(pending, value_))).value());
   manager_.setSettingValue(pathOf(0), value_);
-  patch_ = contentOf(directory_.file("patch.plist"));
-  local_ = contentOf(directory_.file("zephra.plist"));
+  patch_ = viewOf(directory_.file("patch.plist"));
+  local_ = viewOf(directory_.file("zephra.plist"));
   const auto changes = static_cast<std::size_t>(pending);
   require(countOf(patch_, "<integer>") == changes && countOf(local_, "<integer>1000000<") == changes,
           "the files do not hold the changes");

@@ -33,7 +33,7 @@ class ReplyWorld {
   [[nodiscard]] std::chrono::duration<double> applyReply();
 
   [[nodiscard]] bool hasAndStores(const Map& tree) const;
-  [[nodiscard]] std::string stored() const { return contentOf(directory_.file("zephra.plist")); }
+  [[nodiscard]] std::string stored() const { return viewOf(directory_.file("zephra.plist")); }
 
  private:
   struct Host : QLCZephraAuthenticationDelegate, QLCServicesURLsProviderProtocol {

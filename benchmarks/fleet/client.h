@@ -3,8 +3,8 @@
 
 #include <cstdint>
 
-#include "manager/status_handling.h"
 #include "platform/platform.h"
+#include "transport/status_handling.h"
 
 namespace qlczephra::fleet {
 

@@ -17,7 +17,7 @@
 #include "benchmarks/support/effective_tree.h"
 #include "benchmarks/support/require.h"
 #include "document/merge.h"
-#include "document/patch_map.h"
+#include "document/patch.h"
 #include "platform/plist/plist.h"
 #include "qlczephra/qlczephra.h"
 
@@ -101,11 +101,11 @@ void change(std::size_t pending) {
   }
   document::PatchedTree changed = document::layPatch(tree, patch);
   require(changed.isSettled, "a patch is laid anew each time");
-  Bulk bulk = extentOf(patch);
+  TotalSize size = valueSizeOf(patch);
   const Map before = changed.tree;
   const auto changeTo = [&](int value) {
     const Map change = document::makePatch(sample().integers.front(), Value(value));
-    bulk = document::bulkOfMerged(bulk, patch, change);
+    size = document::sizeOfMerged(size, patch, change);
     patch = document::deepMerging(patch, change);
     changed = document::layChange(changed.tree, patch, change);
   };
@@ -114,7 +114,7 @@ void change(std::size_t pending) {
     for (int round = 0; round < 10; ++round) changeTo(round);
   });
   require(!(changed.tree == before), "the change did not arrive");
-  require(bulk == Bulk(extentOf(patch)), "the changes are miscounted");
+  require(size == TotalSize(valueSizeOf(patch)), "the changes are miscounted");
 }
 
 struct Workload {

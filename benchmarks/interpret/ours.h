@@ -4,8 +4,8 @@
 #include <optional>
 #include <string_view>
 
-#include "manager/published_state.h"
 #include "qlczephra/value.h"
+#include "state/published_state.h"
 
 namespace qlczephra::bench {
 

@@ -7,10 +7,10 @@
 
 #include "benchmarks/support/require.h"
 #include "document/merge.h"
-#include "document/patch_map.h"
-#include "manager/published_state.h"
+#include "document/patch.h"
 #include "platform/native/native_platform.h"
 #include "qlczephra/value.h"
+#include "state/published_state.h"
 #include "value/counted_map.h"
 #include "value/limits.h"
 
@@ -33,13 +33,13 @@ class LocalState {
     // Below and above what the file holds there may be what it could not take.
     const Map before = document::deepMerging(document::deepMerging(Map(), waiting_.map), Map());
     const Map combined = document::deepMerging(before, change);
-    const Bulk bulk = document::bulkOfMerged(waiting_.bulk, before, change);
-    require(bulk.values <= limits::pendingValues && bulk.bytes <= limits::pendingBytes, "too many are pending");
+    const TotalSize size = document::sizeOfMerged(waiting_.size, before, change);
+    require(size.values <= limits::pendingValues && size.bytes <= limits::pendingBytes, "too many are pending");
     const auto present = published_.revision();
     const bool liesThere = number_ != 0 && number_ == present->settledPatch;
     const document::PatchedTree settings =
         liesThere ? document::layChange(present->tree, combined, change) : document::layPatch(present->tree, combined);
-    waiting_ = {combined, bulk};
+    waiting_ = {combined, size};
     number_ = ++changes_;
     published_.publishChanged(settings.tree, settings.isSettled ? number_ : 0);
   }

@@ -35,18 +35,18 @@ void ExpatReader::onText(void* self, const XML_Char* text, int length) {
 void ExpatReader::begin(std::string_view name) {
   text_.clear();
   if (name == "dict") {
-    assembler_.openMap();
+    builder_.openMap();
   } else if (name == "array") {
-    assembler_.openList();
+    builder_.openList();
   }
 }
 
 void ExpatReader::end(std::string_view name) {
   if (name == "key") {
-    if (!assembler_.isInMap()) return fail();
-    assembler_.setKey(text_);
+    if (!builder_.isInMap()) return fail();
+    builder_.setKey(text_);
   } else if (name == "dict" || name == "array") {
-    take(assembler_.close());
+    take(builder_.close());
   } else if (name == "true" || name == "false") {
     take(name == "true");
   } else if (name == "string") {
@@ -62,8 +62,8 @@ void ExpatReader::end(std::string_view name) {
 }
 
 void ExpatReader::take(Value value) {
-  if (assembler_.depth() > 0) {
-    assembler_.add(std::move(value));
+  if (builder_.depth() > 0) {
+    builder_.add(std::move(value));
   } else {
     root_ = std::move(value);
   }

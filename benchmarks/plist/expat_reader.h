@@ -9,7 +9,7 @@
 #include <string_view>
 
 #include "qlczephra/value.h"
-#include "value/assembler.h"
+#include "value/value_builder.h"
 
 namespace qlczephra::bench {
 
@@ -36,7 +36,7 @@ class ExpatReader {
   void fail();
 
   std::unique_ptr<XML_ParserStruct, Freeing> parser_;
-  Assembler assembler_;
+  ValueBuilder builder_;
   std::string text_;  // of the innermost element
   std::optional<Value> root_;
   bool hasFailed_ = false;

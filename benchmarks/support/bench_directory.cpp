@@ -21,7 +21,7 @@ BenchDirectory::~BenchDirectory() {
   std::filesystem::remove_all(path_, ignored);
 }
 
-std::string contentOf(const std::string& path) {
+std::string viewOf(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }

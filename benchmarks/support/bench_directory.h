@@ -21,6 +21,6 @@ class BenchDirectory {
   std::string path_;
 };
 
-[[nodiscard]] std::string contentOf(const std::string& path);
+[[nodiscard]] std::string viewOf(const std::string& path);
 
 }  // namespace qlczephra::bench

@@ -13,6 +13,7 @@
 #include "qlczephra/app_info.h"
 #include "qlczephra/authentication_delegate.h"
 #include "qlczephra/error.h"
+#include "qlczephra/error_code.h"
 #include "qlczephra/manager_protocol.h"
 #include "qlczephra/services_urls_provider.h"
 #include "qlczephra/setting_path.h"
@@ -40,34 +41,7 @@ class ManagerCore;
 // A `fork` is survived only by a child that goes on to exec.
 class QLCZEPHRA_EXPORT QLCZephraManager final : public QLCZephraManagerProtocol {
  public:
-  // Why the manager ended a call; the code of errors in the domain errorDomain().
-  class QLCZEPHRA_EXPORT ZephraErrorCode {
-   public:
-    enum Raw : std::int64_t {
-      unprocessableEntity = 0,  // 422
-      badRequest = 1,           // 400 that is not repeated any more, or 412 to a call that cannot recover from it
-      unauthorized = 2,         // 401: the token is invalid or expired; also a delegate's answer without a token
-      invalidSettings = 3,      // the document that came is none that can be interpreted
-      reserved = 4,             // never
-      forbidden = 5,            // 403
-      notFound = 6,             // 404
-      fetchInProgress = 7,      // a fetch of this manager is running
-      noServiceURL = 8,         // the URL provider gave neither URL nor error
-      unexpectedResponse = 9,   // any other status that is not repeated (any more)
-    };
-
-    constexpr ZephraErrorCode(Raw raw) noexcept : raw_(raw) {}
-    // None outside 0 to 9.
-    [[nodiscard]] static constexpr std::optional<ZephraErrorCode> fromRawValue(std::int64_t raw) noexcept {
-      if (raw < unprocessableEntity || raw > unexpectedResponse) return std::nullopt;
-      return ZephraErrorCode(static_cast<Raw>(raw));
-    }
-    [[nodiscard]] constexpr std::int64_t rawValue() const noexcept { return raw_; }
-    friend constexpr bool operator==(ZephraErrorCode, ZephraErrorCode) noexcept = default;
-
-   private:
-    Raw raw_;
-  };
+  using ZephraErrorCode = qlczephra::ZephraErrorCode;
 
   // Of errors that the manager itself makes: "com.quellin.qlczephra".
   [[nodiscard]] static const std::string& errorDomain();
@@ -144,10 +118,3 @@ class QLCZEPHRA_EXPORT QLCZephraManager final : public QLCZephraManagerProtocol 
 };
 
 }  // namespace qlczephra
-
-template <>
-struct std::hash<qlczephra::QLCZephraManager::ZephraErrorCode> {
-  std::size_t operator()(qlczephra::QLCZephraManager::ZephraErrorCode code) const noexcept {
-    return std::hash<std::int64_t>()(code.rawValue());
-  }
-};

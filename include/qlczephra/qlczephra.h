@@ -5,6 +5,7 @@
 #include "qlczephra/authentication_delegate.h"
 #include "qlczephra/certificates_handler.h"
 #include "qlczephra/error.h"
+#include "qlczephra/error_code.h"
 #include "qlczephra/log.h"
 #include "qlczephra/manager.h"
 #include "qlczephra/manager_protocol.h"

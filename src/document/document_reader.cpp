@@ -3,7 +3,7 @@
 #include <optional>
 #include <utility>
 
-#include "document/nested_members.h"
+#include "document/json_object_reader.h"
 
 namespace qlczephra::document {
 

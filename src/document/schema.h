@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "qlczephra/value.h"
-#include "value/key_order.h"
+#include "value/key_compare.h"
 
 namespace qlczephra::document {
 

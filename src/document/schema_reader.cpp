@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "document/nested_members.h"
+#include "document/json_object_reader.h"
 #include "document/setting_node.h"
 
 namespace qlczephra::document {
@@ -44,7 +44,7 @@ bool SchemaReader::readMember(std::string_view key, bool& opened) {
 
 // Reads a property of a group, or only the bracket of its schema, which is then `opened`.
 bool SchemaReader::readProperty(std::string_view name, bool& opened) {
-  found_.emplace_back().name = names_.keyFor(name);
+  found_.emplace_back().name = names_.intern(name);
   opened = tokens_.takeIf('{');
   return opened ? open(Level::Map::schema, found_.size() - 1) : values_.skip(depth());
 }

@@ -11,7 +11,7 @@
 #include "platform/json/token_reader.h"
 #include "platform/json/value_reader.h"
 #include "qlczephra/value.h"
-#include "value/key_cache.h"
+#include "value/key_interner.h"
 
 namespace qlczephra::document {
 
@@ -46,7 +46,7 @@ class SchemaReader {
 
   json::TokenReader& tokens_;
   json::ValueReader& values_;
-  KeyCache names_;
+  KeyInterner names_;
   std::vector<Level> levels_;
   // The properties of which a schema is open, and behind each what was found inside so far. The section is the first.
   std::vector<PropertySchema> found_;

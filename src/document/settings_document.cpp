@@ -5,9 +5,9 @@
 #include <utility>
 
 #include "document/document_reader.h"
-#include "document/effective_nodes.h"
 #include "document/merge.h"
 #include "document/setting_node.h"
+#include "document/settings_tree_builder.h"
 #include "platform/json/structural_index.h"
 #include "value/block_arena.h"
 
@@ -29,7 +29,7 @@ std::variant<SettingsDocument, NoSettings> SettingsDocument::interpret(std::stri
   for (std::size_t i = 0; i < sectionNames.size(); ++i) {
     const auto& [name, isRequired] = sectionNames[i];
     if (const auto& section = content.sections[i]) {
-      tree.set(name, effectiveNodes(content.schema, *section, section->isOfferedIn(content.visit)));
+      tree.set(name, buildSettingsTree(content.schema, *section, section->isOfferedIn(content.visit)));
     } else if (isRequired) {
       return NoSettings{true, "no schema for \"" + std::string(name) + '"'};
     }

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "document/nested_members.h"
-#include "value/key_order.h"
+#include "document/json_object_reader.h"
+#include "value/key_compare.h"
 
 namespace qlczephra::document {
 

@@ -2,9 +2,9 @@
 #include <utility>
 
 #include "document/merge.h"
-#include "document/patch_map.h"
+#include "document/patch.h"
 #include "manager/manager_core.h"
-#include "manager/map_file.h"
+#include "state/plist_file.h"
 #include "value/path.h"
 
 namespace qlczephra {

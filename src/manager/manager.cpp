@@ -7,8 +7,8 @@
 
 #include "document/tree_walk.h"
 #include "manager/manager_core.h"
-#include "manager/read_cache.h"
 #include "policy/views.h"
+#include "state/read_cache.h"
 
 namespace qlczephra {
 
@@ -53,7 +53,7 @@ template <auto select, typename Path>
 [[gnu::noinline]] Selected<select> readInTree(const ManagerCore& core, const Path& path) {
   return core.settings().read([&](const Revision* revision) -> Selected<select> {
     if (revision == nullptr) return std::nullopt;
-    const ReadCache::Found* const known = ReadCache::recall(revision->number, path);
+    const ReadCache::Found* const known = ReadCache::lookup(revision->number, path);
     return selectedFrom<select>(known == nullptr ? ReadCache::find(*revision, path) : *known);
   });
 }
@@ -61,7 +61,7 @@ template <auto select, typename Path>
 // What `select` makes of the value at `path` in the present tree; none when there is no such value.
 template <auto select, typename Path>
 Selected<select> readAt(const ManagerCore& core, const Path& path) {
-  const ReadCache::Found* const known = ReadCache::recall(core.settings().number(), path);
+  const ReadCache::Found* const known = ReadCache::lookup(core.settings().number(), path);
   if (known == nullptr || (!takesScalarsOnly<select> && known->isInTree())) return readInTree<select>(core, path);
   return selectedFrom<select>(*known);
 }
@@ -232,6 +232,10 @@ QLCFirewall QLCZephraManager::firewall() const {
 }
 std::optional<QLCVORT2Settings> QLCZephraManager::vort2ProxySettings() const {
   return recordFrom(*core_, policy::vort2ProxySettings);
+}
+
+const std::string& QLCZephraManager::errorDomain() {
+  return ZephraErrorCode::domain();
 }
 
 std::string QLCZephraManager::localSettingsFileForUid(std::int64_t uid) {

@@ -17,10 +17,7 @@
 #include <string_view>
 
 #include "manager/manager_log.h"
-#include "manager/pending_changes.h"
-#include "manager/published_state.h"
-#include "manager/shared_text.h"
-#include "manager/status_handling.h"
+#include "pending/pending_changes.h"
 #include "platform/host_call.h"
 #include "platform/mutex.h"
 #include "platform/platform.h"
@@ -31,6 +28,9 @@
 #include "qlczephra/network_request.h"
 #include "qlczephra/services_urls_provider.h"
 #include "qlczephra/value.h"
+#include "state/published_state.h"
+#include "state/shared_text.h"
+#include "transport/status_handling.h"
 
 namespace qlczephra {
 

@@ -2,16 +2,16 @@
 #include <exception>
 #include <utility>
 
-#include "manager/errors.h"
+#include "calls/single_shot_callback.h"
 #include "manager/manager_core.h"
-#include "manager/once.h"
+#include "transport/errors.h"
 
 namespace qlczephra {
 
 void ManagerCore::runRequestWithURL(std::function<void(const std::string& base, Completion completion)> operation,
                                     Completion completion) {
-  auto answer = onlyOnce([weak = weak(), operation = std::move(operation), completion = std::move(completion)](
-                             const ErrorRef& error, const std::optional<std::string>& url) {
+  auto answer = singleShot([weak = weak(), operation = std::move(operation), completion = std::move(completion)](
+                               const ErrorRef& error, const std::optional<std::string>& url) {
     const auto core = weak.lock();
     if (core == nullptr) return;
     if (url) {
@@ -19,7 +19,7 @@ void ManagerCore::runRequestWithURL(std::function<void(const std::string& base, 
       return;
     }
     core->log_.error("Failed to get Zephra URL");
-    completion(error != nullptr ? error : makeError(QLCZephraManager::ZephraErrorCode::noServiceURL));
+    completion(error != nullptr ? error : makeError(ZephraErrorCode::noServiceURL));
   });
   callHost("a URL provider", [&] {
     urlsProvider_->getURLForService(QLCServicesURLsProviderProtocol::settingsService, std::move(answer));
@@ -59,7 +59,7 @@ ErrorRef ManagerCore::applyReply(const ServiceRequest& request, const std::strin
     return request.onSuccess(body, std::move(eTag));
   } catch (const std::exception&) {
     log_.process("qlczephra: a reply could not be applied for want of memory");
-    return makeError(QLCZephraManager::ZephraErrorCode::invalidSettings);
+    return makeError(ZephraErrorCode::invalidSettings);
   }
 }
 
@@ -106,7 +106,7 @@ void ManagerCore::handleReply(const ServiceRequest& request, const std::string& 
     case ReplyMeaning::Next::failure:
       break;
   }
-  if (meaning.code == QLCZephraManager::ZephraErrorCode::unexpectedResponse) {
+  if (meaning.code == ZephraErrorCode::unexpectedResponse) {
     log_.error("Unexpected response: " + std::to_string(status));
     request.completion(errorWithCode(*meaning.code, status));
     return;

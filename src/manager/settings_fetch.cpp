@@ -2,12 +2,12 @@
 #include <chrono>
 #include <utility>
 
-#include "document/patch_map.h"
+#include "document/patch.h"
 #include "document/settings_document.h"
-#include "manager/errors.h"
 #include "manager/manager_core.h"
-#include "manager/map_file.h"
 #include "platform/replace_file.h"
+#include "state/plist_file.h"
+#include "transport/errors.h"
 #include "transport/header_rules.h"
 #include "value/block_arena.h"
 
@@ -23,12 +23,12 @@ void ManagerCore::updateLocalSettings() {
     std::optional<Map> settings;
     if (path) {
       // The lock is tried for each time; what its last owner left is swept once.
-      if (changes->own(errors) && !localFileSwept_.exchange(true)) {
+      if (changes->tryLock(errors) && !localFileSwept_.exchange(true)) {
         platform::removeStaleReplacements(platform_.files(), *path);
       }
       const BlockArena arena;  // for a tree that is replaced whole
-      const MapFileContent content = readMapFile(platform_.files(), *path);
-      if (content.state == MapFileContent::State::good) settings = content.map;
+      const PlistFileContent content = readPlistFile(platform_.files(), *path);
+      if (content.state == PlistFileContent::State::good) settings = content.map;
     }
     if (settings) {
       // The file may be older than the changes: its own replacement may have failed where theirs did not.
@@ -57,7 +57,7 @@ void ManagerCore::storeSettings(const std::string& path, const Map& settings, co
   if (before == settings) static_cast<void>(platform_.files().read(path, present));
   // The outcome counts for nobody: the settings are in use, and the next fetch or change writes them again.
   std::string bytes;
-  static_cast<void>(writeMapFile(platform_.files(), path, settings, present, localFileSize_.load(), bytes));
+  static_cast<void>(writePlistFile(platform_.files(), path, settings, present, localFileSize_.load(), bytes));
   localFileSize_.store(bytes.size());
 }
 
@@ -65,7 +65,7 @@ void ManagerCore::fetchRemoteSettings(Completion completion) {
   log_.info("Will fetch new zephra settings");
   if (sendingGetRequest_.exchange(true)) {
     log_.info("There is already on ongoing settings fetching");
-    callHost("a fetch completion", [&] { completion(makeError(QLCZephraManager::ZephraErrorCode::fetchInProgress)); });
+    callHost("a fetch completion", [&] { completion(makeError(ZephraErrorCode::fetchInProgress)); });
     return;
   }
   try {
@@ -174,7 +174,7 @@ ErrorRef ManagerCore::applyDocument(const std::string& body, std::optional<std::
     // A body that is no JSON object is none, which is no failure. What the limits refused is worth a line, since nobody
     // could tell otherwise why a whole reply had no effect.
     if (fault->exceedsLimit) log_.process("QLMNetworkRequest: Error " + fault->reason);
-    return fault->isObject ? makeError(QLCZephraManager::ZephraErrorCode::invalidSettings) : nullptr;
+    return fault->isObject ? makeError(ZephraErrorCode::invalidSettings) : nullptr;
   }
   const auto& document = std::get<document::SettingsDocument>(interpreted);
   eTag = sendableTag(std::move(eTag));

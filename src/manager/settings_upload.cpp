@@ -2,9 +2,9 @@
 #include <chrono>
 #include <utility>
 
-#include "manager/errors.h"
 #include "manager/manager_core.h"
 #include "platform/planted_bug.h"
+#include "transport/errors.h"
 #include "transport/header_rules.h"
 
 namespace qlczephra {
@@ -141,7 +141,7 @@ void ManagerCore::recoverUpload(const WeakUpload& weakUpload, const platform::Se
   const std::uint32_t random = platform_.secureRandom();
   const std::int64_t delay = mismatch ? upload->countMismatch(random) : upload->countBadRequest(random);
   if (upload->badRequestsExhausted()) {
-    completion(makeError(QLCZephraManager::ZephraErrorCode::badRequest));
+    completion(makeError(ZephraErrorCode::badRequest));
     return;
   }
   getSettings(ccrToken, mismatch ? Condition::unconditional : Condition::ifChanged,

@@ -1,9 +1,9 @@
 // The step through which every call to the service passes: the cached token, or the delegate's.
 #include <utility>
 
-#include "manager/errors.h"
+#include "calls/single_shot_callback.h"
 #include "manager/manager_core.h"
-#include "manager/once.h"
+#include "transport/errors.h"
 
 namespace qlczephra {
 
@@ -24,8 +24,8 @@ void ManagerCore::performOnQueueWithCCRToken(TokenOperation operation, Completio
 void ManagerCore::askDelegate(TokenOperation operation, Completion completion) {
   const auto delegate = authDelegate_.lock();
   if (delegate == nullptr) return;  // it gives no answer, and the call stays open
-  auto answer = onlyOnce([weak = weak(), operation = std::move(operation), completion = std::move(completion)](
-                             const std::optional<std::string>& token, const ErrorRef& error) {
+  auto answer = singleShot([weak = weak(), operation = std::move(operation), completion = std::move(completion)](
+                               const std::optional<std::string>& token, const ErrorRef& error) {
     const auto core = weak.lock();
     if (core == nullptr) return;
     const auto secret = token ? std::optional(platform::Secret(*token)) : std::nullopt;
@@ -40,7 +40,7 @@ void ManagerCore::acceptCredentials(const std::optional<platform::Secret>& token
                                     const TokenOperation& operation, const Completion& completion) {
   if (error != nullptr || !token) {
     log_.error("No CCR token provided");
-    completion(error != nullptr ? error : makeError(QLCZephraManager::ZephraErrorCode::unauthorized));
+    completion(error != nullptr ? error : makeError(ZephraErrorCode::unauthorized));
     return;
   }
   log_.debug("Received CCR token");

@@ -20,13 +20,13 @@ constexpr std::string_view url = "url";          // string; else the entry is le
 // The addresses of the entries whose "allowed" is `allowed`, in list order.
 std::vector<std::string> addresses(const List& entries, bool allowed) {
   const auto belongs = [allowed](const Value& value) {
-    return document::FlatMap(*value.map(), false)[member::allowed].boolean() == allowed;
+    return document::PlainMapView(*value.map(), false)[member::allowed].boolean() == allowed;
   };
   std::vector<std::string> result;
   result.reserve(static_cast<std::size_t>(std::count_if(entries.begin(), entries.end(), belongs)));
   for (const Value& value : entries) {
     if (!belongs(value)) continue;
-    if (const auto url = document::FlatMap(*value.map(), false)[member::url].string()) result.emplace_back(*url);
+    if (const auto url = document::PlainMapView(*value.map(), false)[member::url].string()) result.emplace_back(*url);
   }
   return result;
 }

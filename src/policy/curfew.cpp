@@ -27,7 +27,7 @@ constexpr std::string_view from = "from";
 constexpr std::string_view until = "until";
 }  // namespace member
 
-std::optional<TimeRange> rangeBetween(const document::FlatValue& from, const document::FlatValue& until) {
+std::optional<TimeRange> rangeBetween(const document::PlainValueView& from, const document::PlainValueView& until) {
   const auto start = from.number();
   const auto end = until.number();
   return start && end ? std::optional(TimeRange::between(*start, *end)) : std::nullopt;
@@ -37,7 +37,7 @@ std::vector<TimeRange> ranges(const List& objects) {
   std::vector<TimeRange> result;
   result.reserve(objects.size());
   for (const Value& value : objects) {
-    const document::FlatMap object(*value.map(), false);
+    const document::PlainMapView object(*value.map(), false);
     if (const auto range = rangeBetween(object[member::from], object[member::until])) result.push_back(*range);
   }
   return result;

@@ -1,12 +1,12 @@
 // The system's firewall and the product's own, with all profiles and rules that are complete.
+#include "policy/enum_names.h"
 #include "policy/views.h"
-#include "policy/words.h"
 
 namespace qlczephra::policy {
 
 namespace {
 
-using document::FlatMap;
+using document::PlainMapView;
 
 namespace path {
 constexpr std::string_view enabled = "macos.firewall.qlcfw_enabled";                // boolean; else false
@@ -63,7 +63,7 @@ constexpr Word<QLCFirewallCertificateValidation> validations[] = {
     {"per_rule", QLCFirewallCertificateValidationPerRule},
 };
 
-QLCFirewallCertificateValidation validationOf(const FlatMap& object) {
+QLCFirewallCertificateValidation validationOf(const PlainMapView& object) {
   return valueOfWord(validations, object[member::validation].string()).value_or(QLCFirewallCertificateValidationAll);
 }
 
@@ -73,7 +73,7 @@ QLCFirewallRule::Identifiers identifiersIn(const List& strings) {
   return result;
 }
 
-std::optional<QLCFirewallRule> firewallRule(const FlatMap& object) {
+std::optional<QLCFirewallRule> firewallRule(const PlainMapView& object) {
   if (object[member::ruleEnabled].boolean() != true) return std::nullopt;
   const auto name = object[member::ruleName].string();
   const auto action = valueOfWord(actions, object[member::action].string());
@@ -85,7 +85,7 @@ std::optional<QLCFirewallRule> firewallRule(const FlatMap& object) {
                          *direction, identifiersIn(*signingIDs), identifiersIn(*teamIDs), validationOf(object));
 }
 
-std::optional<QLCFirewallDefaultActions> firewallDefaultActions(const std::optional<FlatMap>& object) {
+std::optional<QLCFirewallDefaultActions> firewallDefaultActions(const std::optional<PlainMapView>& object) {
   if (!object) return std::nullopt;
   const auto action = valueOfWord(actions, (*object)[member::action].string());
   const auto allowBuiltin = (*object)[member::allowBuiltin].boolean();
@@ -95,7 +95,7 @@ std::optional<QLCFirewallDefaultActions> firewallDefaultActions(const std::optio
                                    (*object)[member::allowTrusted].boolean().value_or(false));
 }
 
-std::optional<QLCFirewallProfile> firewallProfile(const FlatMap& object) {
+std::optional<QLCFirewallProfile> firewallProfile(const PlainMapView& object) {
   const auto identifier = object[member::identifier].string();
   const auto name = object[member::profileName].string();
   const auto defaults = object[member::defaultActions].map();
@@ -108,7 +108,7 @@ std::optional<QLCFirewallProfile> firewallProfile(const FlatMap& object) {
   std::vector<QLCFirewallRule> rules;
   rules.reserve(ruleObjects->size());
   for (const Value& ruleObject : *ruleObjects) {
-    if (auto rule = firewallRule(FlatMap(*ruleObject.map(), false))) rules.push_back(*std::move(rule));
+    if (auto rule = firewallRule(PlainMapView(*ruleObject.map(), false))) rules.push_back(*std::move(rule));
   }
   return QLCFirewallProfile(std::string(*identifier), std::string(*name), *incoming, *outgoing, validationOf(object),
                             std::move(rules));
@@ -119,7 +119,7 @@ QLCFirewall::Profiles profilesIn(const List* objects) {
   QLCFirewall::Profiles profiles;
   if (objects == nullptr) return profiles;
   for (const Value& object : *objects) {
-    auto profile = firewallProfile(FlatMap(*object.map(), false));
+    auto profile = firewallProfile(PlainMapView(*object.map(), false));
     if (!profile) continue;
     std::string identifier = profile->identifier();
     profiles.insert_or_assign(std::move(identifier), *std::move(profile));

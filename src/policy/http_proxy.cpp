@@ -10,7 +10,8 @@ constexpr std::string_view type = "proxy_type";  // string; else no proxy settin
 
 }  // namespace
 
-std::optional<QLCHTTPProxySettings> httpProxySettings(const document::FlatMap& settings, const HTTPProxyWords& words) {
+std::optional<QLCHTTPProxySettings> httpProxySettings(const document::PlainMapView& settings,
+                                                      const HTTPProxyWords& words) {
   const auto type = valueOfWord(words.types, settings[member::type].string());
   if (!type) return std::nullopt;
   QLCHTTPProxySettings proxy;

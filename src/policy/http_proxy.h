@@ -3,8 +3,8 @@
 
 #include <optional>
 
-#include "document/flat_view.h"
-#include "policy/words.h"
+#include "document/plain_view.h"
+#include "policy/enum_names.h"
 #include "qlczephra/policy/proxy.h"
 
 namespace qlczephra::policy {
@@ -15,7 +15,7 @@ struct HTTPProxyWords {
 };
 
 // None without a known type, and for a user-defined proxy without an address.
-[[nodiscard]] std::optional<QLCHTTPProxySettings> httpProxySettings(const document::FlatMap& settings,
+[[nodiscard]] std::optional<QLCHTTPProxySettings> httpProxySettings(const document::PlainMapView& settings,
                                                                     const HTTPProxyWords& words);
 
 }  // namespace qlczephra::policy

@@ -32,7 +32,7 @@ constexpr std::string_view httpPort = "http_port";    // integer; else unset
 constexpr std::string_view httpsPort = "https_port";  // integer; else unset
 }  // namespace member
 
-std::optional<QLCPMAddress> address(const document::FlatMap& object) {
+std::optional<QLCPMAddress> address(const document::PlainMapView& object) {
   const auto host = object[member::host].string();
   if (!host || host->empty()) {
     std::puts("returning nil here");
@@ -49,7 +49,7 @@ std::vector<QLCPMAddress> addresses(const List& objects) {
   std::vector<QLCPMAddress> result;
   result.reserve(objects.size());
   for (const Value& object : objects) {
-    if (auto one = address(document::FlatMap(*object.map(), false))) result.push_back(*std::move(one));
+    if (auto one = address(document::PlainMapView(*object.map(), false))) result.push_back(*std::move(one));
   }
   return result;
 }

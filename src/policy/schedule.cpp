@@ -2,8 +2,8 @@
 #include <algorithm>
 
 #include "policy/days.h"
+#include "policy/enum_names.h"
 #include "policy/views.h"
-#include "policy/words.h"
 
 namespace qlczephra::policy {
 
@@ -32,13 +32,13 @@ constexpr Word<QLCScanningFrequency> frequencies[] = {
 };
 
 // The numbers of the days that are true; a member that is no day is skipped. None when a member is no boolean.
-Days weekDays(const document::FlatMap& frequency) {
+Days weekDays(const document::PlainMapView& frequency) {
   const auto weekly = frequency[member::weekly].map();
   if (!weekly) return std::nullopt;
   std::vector<std::int64_t> days;
   days.reserve(dayNames.size());
   bool allBooleans = true;
-  weekly->forEach([&](std::string_view name, const document::FlatValue& value) {
+  weekly->forEach([&](std::string_view name, const document::PlainValueView& value) {
     const auto selected = value.boolean();
     allBooleans = allBooleans && selected.has_value();
     const auto* day = std::find(dayNames.begin(), dayNames.end(), name);
@@ -47,7 +47,7 @@ Days weekDays(const document::FlatMap& frequency) {
   return allBooleans ? std::optional(std::move(days)) : std::nullopt;
 }
 
-Days monthDays(const document::FlatMap& frequency) {
+Days monthDays(const document::PlainMapView& frequency) {
   const auto monthly = frequency[member::monthly].map();
   const List* numbers = monthly ? (*monthly)[member::days].listOfNumbers() : nullptr;
   if (numbers == nullptr) return std::nullopt;
@@ -57,7 +57,7 @@ Days monthDays(const document::FlatMap& frequency) {
   return days;
 }
 
-Days daysOf(QLCScanningFrequency frequency, const document::FlatMap& settings) {
+Days daysOf(QLCScanningFrequency frequency, const document::PlainMapView& settings) {
   switch (frequency) {
     case QLCScanningFrequencyWeekly:
       return weekDays(settings);

@@ -3,7 +3,7 @@
 
 #include <string_view>
 
-#include "document/flat_view.h"
+#include "document/plain_view.h"
 #include "document/tree_walk.h"
 #include "qlczephra/value.h"
 
@@ -15,7 +15,7 @@ class Settings {
   explicit Settings(const Map* tree) noexcept : tree_(tree) {}
 
   // The value at a dotted path, or none. Allocates nothing.
-  [[nodiscard]] document::FlatValue operator[](std::string_view path) const noexcept {
+  [[nodiscard]] document::PlainValueView operator[](std::string_view path) const noexcept {
     return {tree_ == nullptr ? nullptr : document::valueAt(*tree_, path), true};
   }
 

@@ -10,7 +10,7 @@
 #include "platform/json/json.h"
 #include "platform/platform.h"
 #include "platform/secret.h"
-#include "transport/ascii.h"
+#include "text/ascii.h"
 #include "transport/header_rules.h"
 #include "transport/service_url.h"
 
@@ -22,7 +22,7 @@ using platform::HttpOutcome;
 
 const std::string* headerValue(const platform::HeaderList& headers, std::string_view name) {
   const auto found = std::find_if(headers.begin(), headers.end(),
-                                  [&](const auto& header) { return transport::equalIgnoringCase(header.first, name); });
+                                  [&](const auto& header) { return ascii::equalIgnoringCase(header.first, name); });
   return found == headers.end() ? nullptr : &found->second;
 }
 
@@ -86,7 +86,7 @@ void handleOutcome(platform::Platform& platform, const HttpOutcome& outcome, con
 
 bool HeaderNameLess::operator()(std::string_view left, std::string_view right) const noexcept {
   return std::lexicographical_compare(left.begin(), left.end(), right.begin(), right.end(),
-                                      [](char a, char b) { return transport::lowered(a) < transport::lowered(b); });
+                                      [](char a, char b) { return ascii::lowered(a) < ascii::lowered(b); });
 }
 
 QLCNetworkRequest::QLCNetworkRequest() : QLCNetworkRequest(platform::nativePlatform()) {}

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-#include "transport/ascii.h"
+#include "text/ascii.h"
 
 namespace qlczephra::transport {
 
@@ -38,7 +38,7 @@ bool isSendableURL(std::string_view url) noexcept {
   const bool visible = std::all_of(url.begin(), url.end(), [](char c) { return c > 0x20 && c < 0x7F; });
   if (!visible) return false;
   for (const std::string_view scheme : schemes) {
-    if (!equalIgnoringCase(url.substr(0, scheme.size()), scheme)) continue;
+    if (!ascii::equalIgnoringCase(url.substr(0, scheme.size()), scheme)) continue;
     const std::string_view rest = url.substr(scheme.size());
     const std::string_view authority = rest.substr(0, rest.find_first_of("/?#"));
     const std::string_view host = authority.substr(authority.rfind('@') + 1);

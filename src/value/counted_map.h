@@ -2,18 +2,18 @@
 #pragma once
 
 #include "qlczephra/value.h"
-#include "value/extent.h"
+#include "value/value_size.h"
 
 namespace qlczephra {
 
 struct CountedMap {
   Map map;
-  Bulk bulk;
+  TotalSize size;
 
   // Takes and counts a map; false when it is the one that is here already.
   bool take(const Map& other) {
     if (other.sharesWith(map)) return false;
-    bulk = extentOf(other);
+    size = valueSizeOf(other);
     map = other;
     return true;
   }

@@ -9,8 +9,8 @@
 #include <stdexcept>
 
 #include "value/block_arena.h"
-#include "value/content.h"
-#include "value/key_order.h"
+#include "value/container_view.h"
+#include "value/key_compare.h"
 #include "value/map_maker.h"
 #include "value/short_copy.h"
 #include "value/value_stack.h"
@@ -191,9 +191,9 @@ std::size_t Value::nesting() const noexcept {
 
 namespace {
 
-Content contentOf(const Value& container) noexcept {
+ContainerView viewOf(const Value& container) noexcept {
   const List* list = container.list();
-  return list != nullptr ? qlczephra::contentOf(*list) : qlczephra::contentOf(*container.map());
+  return list != nullptr ? qlczephra::viewOf(*list) : qlczephra::viewOf(*container.map());
 }
 
 bool areShared(const Value& left, const Value& right) noexcept {
@@ -227,8 +227,8 @@ bool equalContents(const Value* left, const Value* right, std::size_t count) noe
       continue;
     }
     if (areShared(one, other)) continue;
-    const Content inside = contentOf(one);
-    const Content otherInside = contentOf(other);
+    const ContainerView inside = viewOf(one);
+    const ContainerView otherInside = viewOf(other);
     if (inside.count != otherInside.count) return false;
     if (depth < levelsAtOnce) {
       levels[depth++] = {inside.first, otherInside.first, inside.count};
@@ -357,7 +357,7 @@ Map Map::without(std::string_view key) const {
 }
 
 bool operator==(const Map& left, const Map& right) noexcept {
-  static_assert(sizeof(Map::Slot) == 2 * sizeof(Value), "a key and its value, as contentOf() takes them");
+  static_assert(sizeof(Map::Slot) == 2 * sizeof(Value), "a key and its value, as viewOf() takes them");
   return Value(left) == Value(right);
 }
 
@@ -421,7 +421,7 @@ ContainerBlock* ValueStack::cutSwitches(const Value* first, std::size_t count) {
   const auto isSame = [](const Value& left, const Value& right) {
     return std::memcmp(static_cast<const void*>(&left), static_cast<const void*>(&right), sizeof(Value)) == 0;
   };
-  if (known.size() * 2 != count || !std::equal(first, first + count, contentOf(known).first, isSame)) {
+  if (known.size() * 2 != count || !std::equal(first, first + count, viewOf(known).first, isSame)) {
     Map map;
     map.block_ = cut(first, count);
     known = std::move(map);

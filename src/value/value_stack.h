@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "qlczephra/value.h"
-#include "value/key_cache.h"
+#include "value/key_interner.h"
 
 namespace qlczephra::detail {
 
@@ -43,7 +43,7 @@ class ValueStack {
   void close();
 
   // The key of the value that comes next. Equal long ones share their text.
-  void addKey(std::string_view text) { add(keys_.keyFor(text)); }
+  void addKey(std::string_view text) { add(keys_.intern(text)); }
   // A scalar.
   void add(Value scalar) { new (room()) Value(std::move(scalar)); }
 
@@ -97,7 +97,7 @@ class ValueStack {
   std::size_t capacity_ = few;
   Container innermost_;
   std::vector<Container> around_;
-  KeyCache keys_;
+  KeyInterner keys_;
   // Equal maps of a boolean or two share one block, of which a settings tree has many: the last of each hash.
   static constexpr std::size_t mostSwitches = 4;  // with their keys
   Map switches_[16];

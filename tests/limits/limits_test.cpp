@@ -2,7 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "document/patch_map.h"
+#include "document/patch.h"
 #include "platform/json/json.h"
 #include "tests/support/json_literal.h"
 #include "tests/support/manager_world.h"

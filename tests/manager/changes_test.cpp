@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "document/merge.h"
-#include "document/patch_map.h"
+#include "document/patch.h"
 #include "tests/support/json_literal.h"
 #include "tests/support/manager_world.h"
 #include "tests/support/random_settings.h"

@@ -24,7 +24,7 @@ std::string tell(std::uint64_t seed, std::size_t& unchanged) {
   ManagerWorld world(seed);
   sim::Random& random = world.world.random();
   world.world.network().connectTo([&](const service::ServiceRequest& request) { return service.handle(request); });
-  world.world.network().weather = {milliseconds(1), milliseconds(3000), 0.1, 0.1, 0.1, 0.1};
+  world.world.network().conditions = {milliseconds(1), milliseconds(3000), 0.1, 0.1, 0.1, 0.1};
   world.world.scheduler().setLateness(0.1);
   world.world.afterEachStep([&] { ASSERT_EQ(world.world.hostCallsRunning(), 0); });
 
@@ -56,7 +56,7 @@ std::string tell(std::uint64_t seed, std::size_t& unchanged) {
     EXPECT_TRUE(call->result() == "success" || call->result() == "fetchInProgress") << call->result();
   }
 
-  world.world.network().weather = {};
+  world.world.network().conditions = {};
   for (int i = 0; i < 2; ++i) {
     EXPECT_EQ(world.fetched(), "success");
     EXPECT_EQ(world.manager->getNumberValue("common.count"), count);

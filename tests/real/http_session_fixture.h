@@ -13,8 +13,8 @@
 #include <utility>
 #include <vector>
 
-#include "platform/native/curl_http_session.h"
-#include "platform/native/worker_pool.h"
+#include "platform/native/http/curl_http_session.h"
+#include "platform/native/threads/worker_pool.h"
 #include "tests/support/certificates.h"
 #include "tests/support/raw_server.h"
 

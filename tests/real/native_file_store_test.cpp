@@ -1,5 +1,5 @@
 // The files of this machine: what stands in a file's place, who else may change it, and what another process locks.
-#include "platform/native/native_file_store.h"
+#include "platform/native/files/native_file_store.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -12,7 +12,7 @@
 #include <fstream>
 #include <functional>
 
-#include "platform/native/file_locks.h"
+#include "platform/native/files/file_locks.h"
 #include "platform/replace_file.h"
 
 namespace qlczephra::platform {

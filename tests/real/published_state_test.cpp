@@ -1,5 +1,5 @@
 // Reads of the published settings beside a writer that replaces them.
-#include "manager/published_state.h"
+#include "state/published_state.h"
 
 #include <gtest/gtest.h>
 
@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/native/worker_pool.h"
+#include "platform/native/threads/worker_pool.h"
 
 namespace qlczephra {
 namespace {

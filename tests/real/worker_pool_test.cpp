@@ -1,5 +1,5 @@
 // The worker pool and its serial queues over real threads.
-#include "platform/native/worker_pool.h"
+#include "platform/native/threads/worker_pool.h"
 
 #include <gtest/gtest.h>
 

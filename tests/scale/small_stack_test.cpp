@@ -6,7 +6,7 @@
 #include <string>
 
 #include "document/merge.h"
-#include "document/patch_map.h"
+#include "document/patch.h"
 #include "document/tree_walk.h"
 #include "platform/json/json.h"
 #include "platform/plist/plist.h"
@@ -14,8 +14,8 @@
 #include "tests/support/nested_text.h"
 #include "tests/support/sanitizers.h"
 #include "tests/support/settings_document.h"
-#include "value/extent.h"
 #include "value/limits.h"
+#include "value/value_size.h"
 
 namespace qlczephra::test {
 namespace {
@@ -99,7 +99,7 @@ TEST_F(SmallStack, Changes) {
     ASSERT_EQ(document::whyTooLarge(path.substr(0, path.size() - 2), Map()), nullptr);
     const Map patch = document::makePatch(path.substr(0, path.size() - 2), Map{{"g", 1}});
     const Map merged = document::deepMerging(patch, document::makePatch(path, 2));
-    EXPECT_EQ(extentOf(merged).values, limits::changeNesting);
+    EXPECT_EQ(valueSizeOf(merged).values, limits::changeNesting);
     const Map changed = document::applyPatch(tree, merged);
     EXPECT_TRUE(document::flattened(changed) == document::flattened(tree)) << "a group takes no number";
     EXPECT_EQ(document::isReadonlyAt(changed, path), false);

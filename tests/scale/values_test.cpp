@@ -6,13 +6,13 @@
 #include <string>
 
 #include "document/merge.h"
-#include "document/patch_map.h"
+#include "document/patch.h"
 #include "document/tree_walk.h"
 #include "platform/json/json.h"
 #include "platform/plist/plist.h"
 #include "tests/scale/measure.h"
 #include "tests/support/settings_document.h"
-#include "value/extent.h"
+#include "value/value_size.h"
 
 namespace qlczephra::test {
 namespace {
@@ -134,7 +134,7 @@ TEST(LinearValues, Walking) {
     return keeping<Map>([tree = treeOf(shape, bytes)] { return document::flattened(tree); });
   });
   expectLinearFor("measuring", [](Shape shape, std::size_t bytes) {
-    return keeping<std::size_t>([tree = treeOf(shape, bytes)] { return extentOf(tree).values; });
+    return keeping<std::size_t>([tree = treeOf(shape, bytes)] { return valueSizeOf(tree).values; });
   });
   expectLinearFor("comparing", [](Shape shape, std::size_t bytes) {
     return keeping<bool>([left = treeOf(shape, bytes), right = treeOf(shape, bytes)] { return left == right; });

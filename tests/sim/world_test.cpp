@@ -27,12 +27,12 @@ platform::HttpRequest requestTo(std::string target) {
   return request;
 }
 
-// Queues, timers, files and requests that work on each other, under weather and disk faults.
+// Queues, timers, files and requests that work on each other, under conditions and disk faults.
 std::string historyOf(std::uint64_t seed) {
   World world(seed);
   world.disk().makeDirectory("/d");
   world.disk().faults.probability = 0.1;
-  world.network().weather = {milliseconds(1), milliseconds(500), 0.2, 0.2, 0.1, 0.1};
+  world.network().conditions = {milliseconds(1), milliseconds(500), 0.2, 0.2, 0.1, 0.1};
   world.network().connectTo([](const service::ServiceRequest&) { return service::ServiceReply{}; });
   world.scheduler().setLateness(0.1);
   const auto queue = world.makeSerialQueue("queue");
@@ -198,21 +198,21 @@ TEST(Disk, FailsTheCallsThatAreChosen) {
 }
 
 TEST(Network, CountsWhatIsUnderWayAndWhatWasHandled) {
-  // Weather, the requests that the service sees of 100, and whether the client sees a head, a failure.
+  // NetworkConditions, the requests that the service sees of 100, and whether the client sees a head, a failure.
   struct Case {
-    Weather weather;
+    NetworkConditions conditions;
     int handled;
     bool head;
     bool failure;
   };
-  Weather lost, replyLost, broken, late;
+  NetworkConditions lost, replyLost, broken, late;
   lost.requestLost = replyLost.replyLost = broken.replyBroken = late.replyTooLate = 1;
   for (const Case& c : {Case{{}, 100, true, false}, Case{lost, 0, false, true}, Case{replyLost, 100, false, true},
                         Case{broken, 100, true, true}, Case{late, 100, false, true}}) {
     World world(1);
     int handled = 0;
     int completed = 0;
-    world.network().weather = c.weather;
+    world.network().conditions = c.conditions;
     world.network().connectTo([&](const service::ServiceRequest& request) {
       EXPECT_EQ(request.target, "/x");
       ++handled;

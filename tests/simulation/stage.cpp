@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <utility>
 
-#include "manager/errors.h"
 #include "platform/plist/plist.h"
 #include "tests/support/json_literal.h"
 #include "tests/support/secret_token.h"
+#include "transport/errors.h"
 
 namespace qlczephra::test {
 
@@ -196,7 +196,7 @@ void Stage::comeToRest() {
   restartIfEnded();
   troubles_ = {};
   world_->disk().cancelAction();
-  world_->network().weather = {};
+  world_->network().conditions = {};
   if (hosts_[0].manager == nullptr && hosts_[1].manager == nullptr) startManager(0);
   for (const Host& host : hosts_) {
     // A host sees its calls end as unauthorized and has the token renewed.

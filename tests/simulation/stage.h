@@ -21,7 +21,7 @@
 
 namespace qlczephra::test {
 
-// What goes wrong besides the network's weather; all of it probabilities.
+// What goes wrong besides the network's conditions; all of it probabilities.
 struct Troubles {
   double refusal = 0;      // the service answers with an error status, in some cases after it did what was asked
   double tagLoss = 0;      // a reply comes without its entity tag

@@ -52,9 +52,9 @@ class Story {
     sudden_ = sometimes(0.3);
     twoManagers_ = random_.chance(0.5);
     sim::World& world = stage_.world();
-    world.network().weather = {milliseconds(1), milliseconds(1 + random_.below(3000)),
-                               sometimes(0.3),  sometimes(0.3),
-                               sometimes(0.2),  sometimes(0.2)};
+    world.network().conditions = {milliseconds(1), milliseconds(1 + random_.below(3000)),
+                                  sometimes(0.3),  sometimes(0.3),
+                                  sometimes(0.2),  sometimes(0.2)};
     lateness_ = sometimes(0.3);
     world.scheduler().setLateness(lateness_);
   }

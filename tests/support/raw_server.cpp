@@ -14,7 +14,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "platform/native/blocked_signals.h"
+#include "platform/native/threads/blocked_signals.h"
 
 namespace qlczephra::test {
 namespace {

@@ -1,5 +1,5 @@
 // One change after the other over a tree, beside laying the whole patch map each time; and how much a patch map holds.
-#include "document/patch_map.h"
+#include "document/patch.h"
 
 #include <gtest/gtest.h>
 
@@ -92,18 +92,18 @@ TEST(DeepMerging, OneMemberOrManyAreMergedAlikeAndCounted) {
   for (std::uint64_t seed = 1; seed <= 300; ++seed) {
     RandomSettings random(seed);
     Map patch;
-    Bulk bulk;
+    TotalSize size;
     for (int number = 0; number < 60; ++number) {
       Map change = changeOf(random, true);
       for (std::size_t more = random.below(3); more > 0; --more) change = plainUnion(change, changeOf(random, true));
       const Map merged = deepMerging(patch, change);
       ASSERT_TRUE(areIdentical(merged, plainUnion(patch, change)))
           << test::toJson(change) << " over " << test::toJson(patch);
-      bulk = bulkOfMerged(bulk, patch, change);
-      ASSERT_EQ(bulk, Bulk(extentOf(merged))) << test::toJson(change) << " over " << test::toJson(patch);
+      size = sizeOfMerged(size, patch, change);
+      ASSERT_EQ(size, TotalSize(valueSizeOf(merged))) << test::toJson(change) << " over " << test::toJson(patch);
       patch = merged;
     }
-    EXPECT_GT(bulk.values, 10U);
+    EXPECT_GT(size.values, 10U);
   }
 }
 

@@ -3,8 +3,8 @@
 #include <charconv>
 #include <optional>
 
-#include "value/byte_scan.h"
-#include "value/utf8.h"
+#include "text/byte_scan.h"
+#include "text/utf8.h"
 
 namespace qlczephra::json {
 

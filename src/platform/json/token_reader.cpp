@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "platform/json/string_text.h"
-#include "value/number_text.h"
+#include "text/number_format.h"
 
 namespace qlczephra::json {
 

@@ -7,7 +7,7 @@ namespace qlczephra::json {
 bool ValueReader::readContainer(char bracket, Value& value, std::size_t depth) {
   Step step = begin(bracket, value, depth);
   for (;;) {
-    while (step == Step::valueComplete && assembler_.depth() > 0) step = add(value);
+    while (step == Step::valueComplete && builder_.depth() > 0) step = add(value);
     if (step != Step::valueExpected) return step == Step::valueComplete;
     step = begin(tokens_.take(), value, depth);
   }
@@ -16,23 +16,23 @@ bool ValueReader::readContainer(char bracket, Value& value, std::size_t depth) {
 // Reads a scalar or an empty container, or opens a container.
 ValueReader::Step ValueReader::begin(char first, Value& value, std::size_t depth) {
   if (first != '{' && first != '[') return tokens_.readScalar(first, value) ? Step::valueComplete : Step::failed;
-  if (depth + assembler_.depth() >= limits::documentNesting) {
+  if (depth + builder_.depth() >= limits::documentNesting) {
     tokens_.failBeyondLimit("nested too deep");
     return Step::failed;
   }
   if (first == '{') {
-    assembler_.openMap();
+    builder_.openMap();
     return tokens_.takeIf('}') ? close(value) : readKey();
   }
-  assembler_.openList();
+  builder_.openList();
   return tokens_.takeIf(']') ? close(value) : Step::valueExpected;
 }
 
 // Puts `value` into the innermost container. When that ends here, it is complete and becomes `value` itself.
 ValueReader::Step ValueReader::add(Value& value) {
   if (!count()) return Step::failed;
-  assembler_.add(std::move(value));
-  const bool isInMap = assembler_.isInMap();
+  builder_.add(std::move(value));
+  const bool isInMap = builder_.isInMap();
   const char next = tokens_.take();
   if (next == ',') return isInMap ? readKey() : Step::valueExpected;
   if (next == (isInMap ? '}' : ']')) return close(value);
@@ -43,12 +43,12 @@ ValueReader::Step ValueReader::add(Value& value) {
 ValueReader::Step ValueReader::readKey() {
   std::string_view key;
   if (!tokens_.takeKey(key)) return Step::failed;
-  assembler_.setKey(key);
+  builder_.setKey(key);
   return Step::valueExpected;
 }
 
 ValueReader::Step ValueReader::close(Value& value) {
-  value = assembler_.close();
+  value = builder_.close();
   return Step::valueComplete;
 }
 

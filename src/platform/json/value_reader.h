@@ -5,8 +5,8 @@
 
 #include "platform/json/token_reader.h"
 #include "qlczephra/value.h"
-#include "value/assembler.h"
 #include "value/limits.h"
+#include "value/value_builder.h"
 
 namespace qlczephra::json {
 
@@ -59,7 +59,7 @@ class ValueReader {
   Step close(Value& value);
 
   TokenReader& tokens_;
-  Assembler assembler_;
+  ValueBuilder builder_;
   std::size_t values_ = 0;
 };
 

@@ -2,8 +2,8 @@
 
 #include "platform/json/json.h"
 #include "platform/json/string_text.h"
-#include "value/number_text.h"
-#include "value/walk.h"
+#include "text/number_format.h"
+#include "value/visit.h"
 
 namespace qlczephra::json {
 
@@ -85,7 +85,7 @@ class Writer {
 
 std::optional<std::string> write(const Value& value, Style style) {
   Writer writer(style);
-  if (!walk(value, writer)) return std::nullopt;
+  if (!visit(value, writer)) return std::nullopt;
   return std::move(writer.text);
 }
 

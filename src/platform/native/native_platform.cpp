@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "platform/json/json.h"
-#include "platform/native/native_log.h"
+#include "platform/native/base/native_log.h"
 
 namespace qlczephra::platform {
 

@@ -3,9 +3,9 @@
 
 #include <memory>
 
-#include "platform/native/curl_http_session.h"
-#include "platform/native/native_file_store.h"
-#include "platform/native/worker_pool.h"
+#include "platform/native/files/native_file_store.h"
+#include "platform/native/http/curl_http_session.h"
+#include "platform/native/threads/worker_pool.h"
 #include "platform/platform.h"
 
 namespace qlczephra::platform {

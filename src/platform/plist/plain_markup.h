@@ -10,7 +10,7 @@
 #include <string_view>
 
 #include "platform/plist/xml_characters.h"
-#include "value/byte_scan.h"
+#include "text/byte_scan.h"
 
 namespace qlczephra::plist {
 

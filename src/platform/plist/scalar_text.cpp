@@ -7,7 +7,7 @@
 #include <string>
 
 #include "platform/plist/xml_characters.h"
-#include "value/number_text.h"
+#include "text/number_format.h"
 
 namespace qlczephra::plist {
 

@@ -9,8 +9,8 @@
 #include "platform/plist/heading.h"
 #include "platform/plist/plist.h"
 #include "platform/plist/xml_characters.h"
-#include "value/content.h"
-#include "value/number_text.h"
+#include "text/number_format.h"
+#include "value/container_view.h"
 
 namespace qlczephra::plist {
 
@@ -151,7 +151,7 @@ class Writer {
   // What of a list or map is still to come.
   struct Members {
     Members() = default;
-    Members(Content content, bool isOfMap) noexcept
+    Members(ContainerView content, bool isOfMap) noexcept
         : next(content.first), last(content.first + content.count), isMap(isOfMap) {}
     const Value* next = nullptr;
     const Value* last = nullptr;
@@ -204,12 +204,12 @@ class Writer {
         case Value::Kind::list:
           to = literal(to, "<array>\n");
           around[depth++] = members;
-          members = Members(contentOf(*value.list()), false);
+          members = Members(viewOf(*value.list()), false);
           break;
         case Value::Kind::map:
           to = literal(to, "<dict>\n");
           around[depth++] = members;
-          members = Members(contentOf(*value.map()), true);
+          members = Members(viewOf(*value.map()), true);
           break;
         case Value::Kind::null:
           return false;

@@ -1,6 +1,6 @@
 #include "platform/plist/xml_characters.h"
 
-#include "value/utf8.h"
+#include "text/utf8.h"
 
 namespace qlczephra::plist {
 

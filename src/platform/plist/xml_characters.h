@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <string_view>
 
-#include "value/byte_scan.h"
+#include "text/byte_scan.h"
 
 namespace qlczephra::plist {
 

@@ -4,7 +4,7 @@
 #include <cstddef>
 
 #include "platform/plist/xml_characters.h"
-#include "value/utf8.h"
+#include "text/utf8.h"
 
 namespace qlczephra::plist {
 

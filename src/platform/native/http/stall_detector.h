@@ -1,0 +1,33 @@
+// Whether a transfer still moves.
+//
+// Progress is whatever the peer or the network did: a descriptor became readable or writable, or the kernel received or
+// got acknowledged a byte (a large body may sit in the kernel's buffer for long while the peer takes it slowly).
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <vector>
+
+namespace qlczephra::platform {
+
+// Belongs to the thread that drives the network.
+class StallDetector {
+ public:
+  using TimePoint = std::chrono::steady_clock::time_point;
+
+  explicit StallDetector(std::chrono::milliseconds longestWait) : longestWait_(longestWait) {}
+
+  void note(TimePoint now) { lastProgress_ = now; }
+  // Looks at the byte counters of the transfer's open sockets.
+  void sample(const std::vector<int>& sockets, TimePoint now);
+  [[nodiscard]] bool stalled(TimePoint now) const { return now - lastProgress_ >= longestWait_; }
+  // How often `sample` must be called for a stall to be seen in time.
+  [[nodiscard]] std::chrono::milliseconds interval() const;
+
+ private:
+  std::chrono::milliseconds longestWait_;
+  TimePoint lastProgress_;
+  std::uint64_t bytes_ = 0;
+};
+
+}  // namespace qlczephra::platform

@@ -1,0 +1,223 @@
+#include "platform/native/http/transfer.h"
+
+#include <sys/socket.h>
+
+#include <cstring>
+#include <utility>
+
+#include "platform/native/http/request_headers.h"
+#include "platform/secret.h"
+
+namespace qlczephra::platform {
+namespace {
+
+// curl limits everything up to the end of the TLS handshake together, which the longest wait does not; and a handshake
+// that waits for a verdict must not be timed out at all.
+constexpr long noConnectTimeout = 24L * 60 * 60 * 1000;
+
+constexpr long oldestIdleConnection = 110;   // seconds; just below what servers commonly keep
+constexpr long oldestConnection = 60L * 60;  // seconds; new addresses and certificates take effect by then
+
+// Texts of curl's that name nothing but the server and its certificate.
+bool hasHarmlessDetails(CURLcode code) {
+  return code == CURLE_COULDNT_CONNECT || code == CURLE_SSL_CONNECT_ERROR || code == CURLE_PEER_FAILED_VERIFICATION;
+}
+
+}  // namespace
+
+Transfer::Transfer(HttpRequest request, Endpoint endpoint, HttpCompletion completion)
+    : request_(std::move(request)),
+      endpoint_(std::move(endpoint)),
+      completion_(std::move(completion)),
+      progress_(request_.longestWait),
+      gate_([this] { onWaitingForTrust_(); }) {}
+
+// Header values may be secrets. What libcurl copied of them is not within reach.
+Transfer::~Transfer() {
+  for (auto& field : request_.headers) wipe(field.second);
+}
+
+void Transfer::ListDeleter::operator()(curl_slist* list) const noexcept {
+  for (curl_slist* item = list; item != nullptr; item = item->next) explicit_bzero(item->data, std::strlen(item->data));
+  curl_slist_free_all(list);
+}
+
+Transfer& Transfer::of(CURL* easy) {
+  char* self = nullptr;
+  curl_easy_getinfo(easy, CURLINFO_PRIVATE, &self);
+  return *reinterpret_cast<Transfer*>(self);
+}
+
+template <typename T>
+void Transfer::set(CURLoption option, T value) {
+  if (curl_easy_setopt(easy_.get(), option, value) != CURLE_OK) optionsAccepted_ = false;
+}
+
+bool Transfer::prepare(EasyHandles& handles, const std::vector<std::string>& addresses, TrustedCertificates trusted,
+                       std::function<void()> onWaitingForTrust) {
+  trusted_ = std::move(trusted);
+  onWaitingForTrust_ = std::move(onWaitingForTrust);
+  auto lines = requestHeaderLines(request_);
+  if (!lines) return false;
+  for (std::string& line : *lines) {
+    curl_slist* const longer = curl_slist_append(fields_.get(), line.c_str());
+    wipe(line);
+    if (longer == nullptr) return false;
+    if (!fields_) fields_.reset(longer);
+  }
+  easy_ = handles.take();
+  if (!easy_) return false;
+  set(CURLOPT_PRIVATE, static_cast<void*>(this));
+  set(CURLOPT_ERRORBUFFER, errorText_);
+  set(CURLOPT_NOSIGNAL, 1L);
+  setTarget(addresses);
+  setMessage();
+  setLimits();
+  if (endpoint_.secure) setTls();
+  return optionsAccepted_;
+}
+
+void Transfer::setTarget(const std::vector<std::string>& addresses) {
+  set(CURLOPT_URL, request_.url.c_str());
+  set(CURLOPT_PATH_AS_IS, 1L);
+  set(CURLOPT_PROTOCOLS_STR, "http,https");
+  // Nothing from the environment or from a file, and no credentials from the URL.
+  set(CURLOPT_PROXY, "");
+  set(CURLOPT_NOPROXY, "*");
+  set(CURLOPT_NETRC, static_cast<long>(CURL_NETRC_IGNORED));
+  set(CURLOPT_HTTPAUTH, static_cast<long>(CURLAUTH_NONE));
+  set(CURLOPT_FOLLOWLOCATION, 0L);
+  set(CURLOPT_TCP_NODELAY, 1L);
+  set(CURLOPT_TCP_KEEPALIVE, 1L);
+  set(CURLOPT_MAXAGE_CONN, oldestIdleConnection);
+  set(CURLOPT_MAXLIFETIME_CONN, oldestConnection);
+  // Should curl look a name up itself after all, it must not be waited for.
+  set(CURLOPT_QUICK_EXIT, 1L);
+  if (addresses.empty()) return;
+  std::string entry = endpoint_.host + ":" + std::to_string(endpoint_.port) + ":";
+  for (const std::string& address : addresses) {
+    if (entry.back() != ':') entry += ',';
+    entry += address.find(':') == std::string::npos ? address : "[" + address + "]";
+  }
+  resolved_.reset(curl_slist_append(nullptr, entry.c_str()));
+  set(CURLOPT_RESOLVE, resolved_.get());
+}
+
+void Transfer::setMessage() {
+  set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
+  if (request_.body) {
+    set(CURLOPT_POST, 1L);
+    set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request_.body->size()));
+    set(CURLOPT_POSTFIELDS, request_.body->data());
+  } else if (request_.method == "HEAD") {
+    set(CURLOPT_NOBODY, 1L);
+  } else {
+    set(CURLOPT_HTTPGET, 1L);
+  }
+  set(CURLOPT_CUSTOMREQUEST, request_.method.c_str());
+  set(CURLOPT_ACCEPT_ENCODING, "gzip, deflate");
+  set(CURLOPT_HTTPHEADER, fields_.get());
+  set(CURLOPT_HEADERFUNCTION, &Transfer::onHeader);
+  set(CURLOPT_HEADERDATA, static_cast<void*>(this));
+  set(CURLOPT_WRITEFUNCTION, &Transfer::onBody);
+  set(CURLOPT_WRITEDATA, static_cast<void*>(this));
+}
+
+// As curl does it itself, but so that a program that the host starts does not inherit the connection.
+curl_socket_t Transfer::onOpenSocket(void*, curlsocktype, curl_sockaddr* address) {
+  return ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+}
+
+void Transfer::setLimits() {
+  set(CURLOPT_OPENSOCKETFUNCTION, &Transfer::onOpenSocket);
+  // Until TCP is connected; it also makes curl share the time out among the server's addresses.
+  set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(request_.longestWait.count()));
+  set(CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(maximumBodySize));
+  set(CURLOPT_NOPROGRESS, 0L);
+  set(CURLOPT_XFERINFOFUNCTION, &Transfer::onProgress);
+  set(CURLOPT_XFERINFODATA, static_cast<void*>(this));
+}
+
+void Transfer::setTls() {
+  set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
+  set(CURLOPT_SSL_VERIFYPEER, 1L);
+  // A handler judges the name too.
+  set(CURLOPT_SSL_VERIFYHOST, request_.certificatesHandler ? 0L : 2L);
+  // The trusted certificates come with the context.
+  set(CURLOPT_CAINFO, static_cast<char*>(nullptr));
+  set(CURLOPT_CAPATH, static_cast<char*>(nullptr));
+  set(CURLOPT_CA_CACHE_TIMEOUT, 0L);
+  set(CURLOPT_SSL_CTX_FUNCTION, &Transfer::onTlsContext);
+  set(CURLOPT_SSL_CTX_DATA, static_cast<void*>(this));
+}
+
+std::size_t Transfer::onHeader(char* data, std::size_t size, std::size_t count, void* self) {
+  const std::size_t length = size * count;
+  return static_cast<Transfer*>(self)->reply_.headerLine({data, length}) ? length : 0;
+}
+
+std::size_t Transfer::onBody(char* data, std::size_t size, std::size_t count, void* self) {
+  const std::size_t length = size * count;
+  return static_cast<Transfer*>(self)->reply_.bodyData({data, length}) ? length : CURL_WRITEFUNC_ERROR;
+}
+
+int Transfer::onProgress(void* /*self*/, curl_off_t /*total*/, curl_off_t now, curl_off_t /*toSend*/,
+                         curl_off_t /*sent*/) {
+  // As it came, before decoding: an encoding that never yields anything must end too.
+  return static_cast<std::uint64_t>(now) > maximumBodySize ? 1 : 0;
+}
+
+CURLcode Transfer::onTlsContext(CURL* easy, void* context, void* self) {
+  Transfer& transfer = *static_cast<Transfer*>(self);
+  auto* const tls = static_cast<SSL_CTX*>(context);
+  curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, noConnectTimeout);
+  // curl would write the session keys to the file that an environment variable names.
+  SSL_CTX_set_keylog_callback(tls, nullptr);
+  // The verdict of the handshake holds for the life of the connection.
+  SSL_CTX_set_options(tls, SSL_OP_NO_RENEGOTIATION);
+  if (transfer.request_.certificatesHandler) {
+    transfer.gate_.installIn(tls);
+    return CURLE_OK;
+  }
+  SSL_CTX_set1_cert_store(tls, transfer.trusted_.get());
+  return expectHost(SSL_CTX_get0_param(tls), transfer.endpoint_.host) ? CURLE_OK : CURLE_OUT_OF_MEMORY;
+}
+
+bool Transfer::retryOnFreshConnection(CURLcode code) {
+  if (retried_ || reply_.begun() || (code != CURLE_SEND_ERROR && code != CURLE_RECV_ERROR)) return false;
+  long madeConnections = 0;
+  curl_easy_getinfo(easy_.get(), CURLINFO_NUM_CONNECTS, &madeConnections);
+  if (madeConnections != 0) return false;
+  retried_ = true;
+  set(CURLOPT_FRESH_CONNECT, 1L);
+  return optionsAccepted_;
+}
+
+HttpOutcome Transfer::outcome(CURLcode code) {
+  HttpOutcome outcome = reply_.take();
+  if (reply_.endedWell()) return outcome;
+  if (code == CURLE_OK) {
+    // curl takes the end of the connection for the end of the header.
+    if (!reply_.headComplete()) outcome.failure = "The connection ended within the header of the reply";
+  } else if (!reply_.refusal().empty()) {
+    outcome.failure = reply_.refusal();
+  } else if (code == CURLE_ABORTED_BY_CALLBACK || code == CURLE_FILESIZE_EXCEEDED) {
+    outcome.failure = "The body of the reply is larger than 64 MiB";
+  } else {
+    outcome.failure = curl_easy_strerror(code);
+    if (hasHarmlessDetails(code) && errorText_[0] != '\0') *outcome.failure += ": " + std::string(errorText_);
+  }
+  return outcome;
+}
+
+HttpOutcome Transfer::stalled() {
+  HttpOutcome outcome = reply_.take();
+  outcome.failure = "No progress for " + std::to_string(request_.longestWait.count()) + " ms";
+  return outcome;
+}
+
+Transfer::HostObjects Transfer::takeHostObjects() {
+  return {std::exchange(completion_, nullptr), std::exchange(request_.certificatesHandler, nullptr)};
+}
+
+}  // namespace qlczephra::platform

@@ -1,0 +1,104 @@
+// One request and its reply, as curl carries them out.
+#pragma once
+
+#include <curl/curl.h>
+#include <openssl/ssl.h>
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/http_session.h"
+#include "platform/native/http/certificate_verification.h"
+#include "platform/native/http/easy_handles.h"
+#include "platform/native/http/endpoint.h"
+#include "platform/native/http/reply_reader.h"
+#include "platform/native/http/stall_detector.h"
+#include "platform/native/http/trust_decision.h"
+
+namespace qlczephra::platform {
+
+class ConnectionPool;
+
+// Belongs to the thread that drives the network. It does not move: curl keeps its address. A connection pool drives it
+// and must have let it go before it is destroyed.
+class Transfer {
+ public:
+  Transfer(HttpRequest request, Endpoint endpoint, HttpCompletion completion);
+  ~Transfer();
+  Transfer(const Transfer&) = delete;
+  Transfer& operator=(const Transfer&) = delete;
+
+  [[nodiscard]] const Endpoint& endpoint() const { return endpoint_; }
+  [[nodiscard]] const HttpRequest& request() const { return request_; }
+  StallDetector& progress() { return progress_; }
+  TrustGate& gate() { return gate_; }
+
+  // Takes an easy handle and sets it up. `addresses` are the server's, empty for a numeric host; `trusted` is null for
+  // plain HTTP. `onWaitingForTrust`: see TrustGate. False when the request cannot be sent or memory ran out.
+  bool prepare(EasyHandles& handles, const std::vector<std::string>& addresses, TrustedCertificates trusted,
+               std::function<void()> onWaitingForTrust);
+  // Null before `prepare`.
+  [[nodiscard]] CURL* easy() const { return easy_.get(); }
+  // Of a handle in one of curl's callbacks.
+  static Transfer& of(CURL* easy);
+
+  // After `code`: whether a kept connection turned out to be dead before anything of a reply came. The handle is set up
+  // to be added to its pool once more then, for a connection of its own; true only once. curl does so itself unless it
+  // finds out in the middle of a large body.
+  bool retryOnFreshConnection(CURLcode code);
+
+  // The sockets that curl waits for on behalf of this transfer.
+  std::vector<int>& sockets() { return sockets_; }
+
+  // What has come, and for a failed transfer why it failed.
+  HttpOutcome outcome(CURLcode code);
+  HttpOutcome stalled();
+
+  // The host's objects; they are destroyed on a worker, because their destructors are host code.
+  struct HostObjects {
+    HttpCompletion completion;
+    std::shared_ptr<QLCPMCertificatesHandler> handler;
+  };
+  HostObjects takeHostObjects();
+
+ private:
+  struct ListDeleter {
+    void operator()(curl_slist* list) const noexcept;
+  };
+  using List = std::unique_ptr<curl_slist, ListDeleter>;
+
+  static std::size_t onHeader(char* data, std::size_t size, std::size_t count, void* self);
+  static std::size_t onBody(char* data, std::size_t size, std::size_t count, void* self);
+  static curl_socket_t onOpenSocket(void*, curlsocktype, curl_sockaddr* address);
+  static int onProgress(void* self, curl_off_t total, curl_off_t now, curl_off_t, curl_off_t);
+  static CURLcode onTlsContext(CURL* easy, void* context, void* self);
+
+  void setTarget(const std::vector<std::string>& addresses);
+  void setMessage();
+  void setLimits();
+  void setTls();
+  template <typename T>
+  void set(CURLoption option, T value);
+
+  HttpRequest request_;
+  const Endpoint endpoint_;
+  HttpCompletion completion_;
+  StallDetector progress_;
+  std::function<void()> onWaitingForTrust_;
+  TrustGate gate_;
+  ReplyReader reply_;
+  TrustedCertificates trusted_;
+  std::vector<int> sockets_;
+  List fields_;
+  List resolved_;
+  bool optionsAccepted_ = true;
+  bool retried_ = false;
+  char errorText_[CURL_ERROR_SIZE] = {};
+  // Last: it refers to what stands above.
+  EasyHandles::Handle easy_;
+};
+
+}  // namespace qlczephra::platform
