@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <limits>
 
+#include "platform/json/structural_index.h"
 #include "tests/support/nested_text.h"
 #include "tests/support/random_value.h"
 #include "value/limits.h"
@@ -163,6 +164,23 @@ TEST(JsonReader, Refuses) {
 }
 
 // What is larger than the limits is told from what is no JSON by its flag.
+// Every implementation finds the same, the one without vector instructions included.
+TEST(JsonReader, AllImplementationsAgree) {
+  const std::vector<std::string> implementations = StructuralIndex::implementations();
+  ASSERT_THAT(implementations, ::testing::Contains("fallback"));
+  test::RandomValues random(1);
+  for (int round = 0; round < 300; ++round) {
+    std::string text = *write(List{random.string(), random.map(), "\\\"\xC3\xA9 \t"});
+    if (round % 2 == 1) text[random.below(text.size())] = static_cast<char>(random.below(256));
+    const StructuralIndex best(text);
+    for (const std::string& name : implementations) {
+      const StructuralIndex index(text, name);
+      ASSERT_STREQ(index.error(), best.error()) << name << ": " << text;
+      ASSERT_TRUE(std::equal(index.begin(), index.end(), best.begin(), best.end())) << name << ": " << text;
+    }
+  }
+}
+
 TEST(JsonReader, NestingIsLimited) {
   EXPECT_TRUE(std::get<ReadError>(read(nested(limits::documentNesting + 1, "[", "", "]"))).exceedsLimit);
   EXPECT_FALSE(std::get<ReadError>(read(nested(limits::documentNesting, "[", "x", "]"))).exceedsLimit);

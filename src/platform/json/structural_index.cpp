@@ -2,6 +2,7 @@
 
 #include <simdjson.h>
 
+#include <new>
 #include <string>
 
 namespace qlczephra::json {
@@ -20,16 +21,28 @@ const char* reasonFor(simdjson::error_code code) noexcept {
       return "a string without an end";
     case simdjson::CAPACITY:
       return "too large";
-    case simdjson::MEMALLOC:
-      return "out of memory";
     default:
       return "not json";
   }
 }
 
+// The process's active implementation is left alone: an environment variable can set it to one that refuses every text.
+const simdjson::implementation& bestImplementation() {
+  static const simdjson::implementation& best = *simdjson::get_available_implementations().detect_best_supported();
+  return best;
+}
+
 }  // namespace
 
-StructuralIndex::StructuralIndex(std::string_view text) {
+std::vector<std::string> StructuralIndex::implementations() {
+  std::vector<std::string> names;
+  for (const simdjson::implementation* implementation : simdjson::get_available_implementations()) {
+    if (implementation->supported_by_runtime_system()) names.push_back(implementation->name());
+  }
+  return names;
+}
+
+StructuralIndex::StructuralIndex(std::string_view text, const std::string& implementationName) {
   if (text.empty()) {
     error_ = reasonFor(simdjson::EMPTY);
     return;
@@ -38,20 +51,23 @@ StructuralIndex::StructuralIndex(std::string_view text) {
     error_ = "a byte order mark";
     return;
   }
-  const simdjson::implementation* implementation = simdjson::get_active_implementation();
+  const simdjson::implementation& implementation = implementationName.empty()
+                                                       ? bestImplementation()
+                                                       : *simdjson::get_available_implementations()[implementationName];
   // The one for processors without vector instructions reads beyond the end; the others take the last block apart.
   std::string padded;
-  if (implementation->name() == "fallback") {
+  if (implementation.name() == "fallback") {
     padded.assign(text).append(simdjson::SIMDJSON_PADDING, ' ');
     text = std::string_view(padded).substr(0, text.size());
   }
   constexpr std::size_t unusedDepth = 1;  // belongs to the second stage
   std::unique_ptr<simdjson::internal::dom_parser_implementation> parser;
-  auto code = implementation->create_dom_parser_implementation(text.size(), unusedDepth, parser);
+  auto code = implementation.create_dom_parser_implementation(text.size(), unusedDepth, parser);
   if (code == simdjson::SUCCESS) {
     code =
         parser->stage1(reinterpret_cast<const std::uint8_t*>(text.data()), text.size(), simdjson::stage1_mode::regular);
   }
+  if (code == simdjson::MEMALLOC) throw std::bad_alloc();
   if (code != simdjson::SUCCESS) {
     error_ = reasonFor(code);
     return;

@@ -6,15 +6,22 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace qlczephra::json {
 
 class StructuralIndex {
  public:
   // Checks that `text` is UTF-8 without a byte order mark and that every string is closed and free of raw control
-  // characters. The text needs no padding and must outlive the index.
-  explicit StructuralIndex(std::string_view text);
+  // characters. The text needs no padding and must outlive the index. Throws std::bad_alloc.
+  explicit StructuralIndex(std::string_view text) : StructuralIndex(text, {}) {}
+  // The same with the implementation of that name instead of the best one for this processor.
+  StructuralIndex(std::string_view text, const std::string& implementationName);
+
+  // Returns the names of the implementations that this processor can run.
+  [[nodiscard]] static std::vector<std::string> implementations();
 
   // Why the text is no JSON, in lower case; null when these checks found nothing.
   [[nodiscard]] const char* error() const noexcept { return error_; }
