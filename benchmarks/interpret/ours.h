@@ -4,6 +4,7 @@
 #include <optional>
 #include <string_view>
 
+#include "platform/platform.h"
 #include "qlczephra/value.h"
 #include "state/published_state.h"
 
@@ -18,14 +19,7 @@ class Interpreter {
   [[nodiscard]] std::optional<Map> published() const { return state_.tree(); }
 
  private:
-  // What was replaced is freed with reclaimRetired(), within the measured time, and not soon on another thread.
-  struct NoWorkers : platform::WorkerQueue {
-    void post(platform::Task) override {}
-    void postAt(std::chrono::system_clock::time_point, platform::Task) override {}
-  };
-
-  NoWorkers workers_;
-  PublishedState state_{workers_};
+  PublishedState state_{platform::nativePlatform()};
 };
 
 }  // namespace qlczephra::bench

@@ -10,7 +10,7 @@ namespace qlczephra::bench {
 
 namespace {
 
-constexpr std::size_t pathCount = 256;
+constexpr std::size_t pathCount = 100;
 
 struct NoToken : QLCZephraAuthenticationDelegate {
   void getCCRCredentials(CredentialsCallback) override {}

@@ -1,7 +1,8 @@
 // What a host can ask of a manager. Hosts that want to test their own code implement it with a double.
 //
 // Threads: every operation may be called from any thread, also inside any callback of the library. None waits for the
-// network, for host code or for another thread's read. Reads wait for nothing at all.
+// network, for host code or for another thread's read. Reads wait for nothing at all. No operation may be called from a
+// signal handler: a read that interrupts a read of its own thread would take that one's hold on the settings away.
 #pragma once
 
 #include <cstdint>

@@ -16,6 +16,9 @@ class QLCZEPHRA_EXPORT SettingPath {
   // As for the manager's reads: a root section and property names, joined by "."; nothing is escaped, every text is a
   // path. Costs an allocation if the text is long.
   explicit SettingPath(std::string_view path);
+  // A move is a copy: an object that was moved from still names its path.
+  SettingPath(const SettingPath&) = default;
+  SettingPath& operator=(const SettingPath&) = default;
 
   [[nodiscard]] const std::string& text() const noexcept { return text_; }
   // Told apart by the library: copies have one id, two objects made of one text have two.

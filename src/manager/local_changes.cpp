@@ -32,7 +32,7 @@ void ManagerCore::setSettingValue(std::string_view path, const Value& value) {
         const bool liesThere = recorded->grownFrom != 0 && recorded->grownFrom == before->settledPatch;
         const document::PatchedTree settings = liesThere ? document::layChange(before->tree, recorded->patch, change)
                                                          : document::layPatch(before->tree, recorded->patch);
-        currentSettings_.publishChanged(settings.tree, settings.isSettled ? recorded->number : 0);
+        currentSettings_.publish(settings.tree, settings.isSettled ? recorded->number : 0);
         if (localPath) storeSettings(*localPath, settings.tree, before->tree);
       }
       start = changes->startUpload(errors);

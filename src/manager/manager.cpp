@@ -2,13 +2,12 @@
 #include "qlczephra/manager.h"
 
 #include <stdexcept>
-#include <type_traits>
 #include <utility>
 
 #include "document/tree_walk.h"
 #include "manager/manager_core.h"
 #include "policy/views.h"
-#include "state/read_cache.h"
+#include "state/reading.h"
 
 namespace qlczephra {
 
@@ -18,52 +17,6 @@ constexpr const char* settingsDirectory = "/usr/local/quellin/corlane/sysconfig/
 
 std::string pathFor(const char* file, std::int64_t uid) {
   return std::string(settingsDirectory) + file + "-" + std::to_string(uid == 1 ? 0 : uid) + ".plist";
-}
-
-// What a read makes of a value.
-constexpr auto anyOf = [](const Value& value) -> std::optional<Value> { return value; };
-constexpr auto booleanOf = [](const Value& value) { return value.boolean(); };
-constexpr auto numberOf = [](const Value& value) { return value.wholeNumber(); };
-constexpr auto stringOf = [](const Value& value) {
-  const auto string = value.string();
-  return string ? std::optional(std::string(*string)) : std::nullopt;
-};
-constexpr auto mapOf = [](const Value& value) {
-  return value.map() == nullptr ? std::nullopt : std::optional(*value.map());
-};
-
-template <auto select>
-using Selected = decltype(select(std::declval<const Value&>()));
-
-// Whether `select` takes none of what stands in a tree: lists, maps, and long strings.
-template <auto select>
-constexpr bool takesScalarsOnly = std::is_arithmetic_v<typename Selected<select>::value_type>;
-
-template <auto select>
-Selected<select> selectedFrom(const ReadCache::Found& found) {
-  if constexpr (takesScalarsOnly<select>) {
-    return select(found.itself());
-  } else {
-    return found.value() == nullptr ? std::nullopt : select(*found.value());
-  }
-}
-
-// As readAt(), with a hold on the tree. Not inlined, so that the reads that need none have no frame to set up.
-template <auto select, typename Path>
-[[gnu::noinline]] Selected<select> readInTree(const ManagerCore& core, const Path& path) {
-  return core.settings().read([&](const Revision* revision) -> Selected<select> {
-    if (revision == nullptr) return std::nullopt;
-    const ReadCache::Found* const known = ReadCache::lookup(revision->number, path);
-    return selectedFrom<select>(known == nullptr ? ReadCache::find(*revision, path) : *known);
-  });
-}
-
-// What `select` makes of the value at `path` in the present tree; none when there is no such value.
-template <auto select, typename Path>
-Selected<select> readAt(const ManagerCore& core, const Path& path) {
-  const ReadCache::Found* const known = ReadCache::lookup(core.settings().number(), path);
-  if (known == nullptr || (!takesScalarsOnly<select> && known->isInTree())) return readInTree<select>(core, path);
-  return selectedFrom<select>(*known);
 }
 
 // What `view` makes of the present tree. The view works on a share of it: building a record takes long for a read of
@@ -140,39 +93,39 @@ std::optional<Map> QLCZephraManager::getFlattenedDict(std::string_view path) con
 }
 
 std::optional<Value> QLCZephraManager::getSettingValue(std::string_view path) const {
-  return readAt<anyOf>(*core_, path);
+  return readAt<Value>(core_->settings(), path);
 }
 
 std::optional<Map> QLCZephraManager::getDictValue(std::string_view path) const {
-  return readAt<mapOf>(*core_, path);
+  return readAt<Map>(core_->settings(), path);
 }
 
 std::optional<bool> QLCZephraManager::getBoolValue(std::string_view path) const {
-  return readAt<booleanOf>(*core_, path);
+  return readAt<bool>(core_->settings(), path);
 }
 
 std::optional<std::int64_t> QLCZephraManager::getNumberValue(std::string_view path) const {
-  return readAt<numberOf>(*core_, path);
+  return readAt<std::int64_t>(core_->settings(), path);
 }
 
 std::optional<std::string> QLCZephraManager::getStringValue(std::string_view path) const {
-  return readAt<stringOf>(*core_, path);
+  return readAt<std::string>(core_->settings(), path);
 }
 
 std::optional<Value> QLCZephraManager::getSettingValue(const SettingPath& path) const {
-  return readAt<anyOf>(*core_, path);
+  return readAt<Value>(core_->settings(), path);
 }
 std::optional<Map> QLCZephraManager::getDictValue(const SettingPath& path) const {
-  return readAt<mapOf>(*core_, path);
+  return readAt<Map>(core_->settings(), path);
 }
 std::optional<bool> QLCZephraManager::getBoolValue(const SettingPath& path) const {
-  return readAt<booleanOf>(*core_, path);
+  return readAt<bool>(core_->settings(), path);
 }
 std::optional<std::int64_t> QLCZephraManager::getNumberValue(const SettingPath& path) const {
-  return readAt<numberOf>(*core_, path);
+  return readAt<std::int64_t>(core_->settings(), path);
 }
 std::optional<std::string> QLCZephraManager::getStringValue(const SettingPath& path) const {
-  return readAt<stringOf>(*core_, path);
+  return readAt<std::string>(core_->settings(), path);
 }
 
 std::optional<std::vector<std::string>> QLCZephraManager::getProperties(std::string_view path) const {

@@ -27,7 +27,7 @@ ManagerCore::ManagerCore(std::shared_ptr<QLCAppInfo> appInfo,
       urlsProvider_(std::move(urlsProvider)),
       authDelegate_(authDelegate),
       networkRequest_(platform),
-      currentSettings_(platform.workers()),
+      currentSettings_(platform),
       statusHandling_(platform) {}
 
 platform::SerialQueue& ManagerCore::queue() {

@@ -29,6 +29,9 @@ class Platform {
   // Uniform over the whole range, from a secure source. Never fails.
   virtual std::uint32_t secureRandom() = 0;
 
+  // Makes every thread of the process pass a full memory barrier. Returns false where the machine has no such call.
+  virtual bool barrierOnAllThreads() noexcept { return false; }
+
   // Bracket every call into host code, so that a host that blocks does not use up the worker threads. False when the
   // process is ending: the call is then not to be made, and not to be ended.
   virtual bool hostCodeBegins() noexcept { return true; }

@@ -26,9 +26,6 @@ class WorkerQueue {
  public:
   virtual ~WorkerQueue() = default;
   virtual void post(Task task) = 0;
-  // Posts the task if the caller is one of the threads, outside of host code, so that none has to be woken for it.
-  // False when it is not.
-  virtual bool postToThisThread(const Task& /*task*/) { return false; }
   // Posts the task once the wall clock shows `deadline`, also when that clock is moved while the task waits.
   virtual void postAt(std::chrono::system_clock::time_point deadline, Task task) = 0;
 };

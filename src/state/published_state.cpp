@@ -1,47 +1,54 @@
 #include "state/published_state.h"
 
+#include "state/unique_number.h"
+
 namespace qlczephra {
 
 namespace {
 
-void freeRevision(const void* revision) {
-  delete static_cast<const Revision*>(revision);
-}
-
-std::uint64_t nextNumber() noexcept {
-  static std::atomic<std::uint64_t> last{0};
-  return last.fetch_add(1, std::memory_order_relaxed) + 1;
+void freeChain(Revision* revision) noexcept {
+  while (revision != nullptr) delete std::exchange(revision, revision->nextReplaced);
 }
 
 }  // namespace
 
 PublishedState::~PublishedState() {
-  // Nobody reads a state that is being destroyed.
+  const platform::MutexLock lock(mutex_);
   delete revision_.load();
+  freeChain(replaced_);
 }
 
-void PublishedState::publish(std::optional<Map> tree) {
-  const std::uint64_t number = nextNumber();
-  const Revision* replaced = replace(tree ? new Revision{*std::move(tree), number, 0} : nullptr, number);
-  if (replaced != nullptr) platform::retire(replaced, freeRevision, workers_);
-}
-
-void PublishedState::publishChanged(Map tree, std::uint64_t settledPatch) {
-  const std::uint64_t number = nextNumber();
-  const Revision* replaced = replace(new Revision{std::move(tree), number, settledPatch}, number);
-  if (replaced != nullptr) platform::retireSmall(replaced, freeRevision, workers_);
-}
-
-const Revision* PublishedState::replace(const Revision* next, std::uint64_t number) {
-  std::uint64_t newest = number_.load(std::memory_order_relaxed);
-  while (newest < number && !number_.compare_exchange_weak(newest, number, std::memory_order_acq_rel)) {
+void PublishedState::publish(std::optional<Map> tree, std::uint64_t settledPatch) {
+  std::unique_ptr<Revision> next;
+  if (tree) next = std::make_unique<Revision>(Revision{*std::move(tree), 0, settledPatch});
+  Revision* unread = nullptr;
+  {
+    const platform::MutexLock lock(mutex_);
+    const std::uint64_t number = nextUniqueNumber();
+    if (next != nullptr) next->number = number;
+    number_.store(number, std::memory_order_release);
+    if (Revision* const before = revision_.exchange(next.release(), std::memory_order_acq_rel)) {
+      before->nextReplaced = std::exchange(replaced_, before);
+    }
+    unread = takeUnread();
   }
-  for (;;) {
-    const platform::HazardGuard<const Revision> guard(revision_);
-    const Revision* present = guard.get();
-    if (present != nullptr && present->number > number) return next;
-    if (revision_.compare_exchange_strong(present, next, std::memory_order_acq_rel)) return present;
+  freeChain(unread);
+}
+
+Revision* PublishedState::takeUnread() {
+  if (replaced_ == nullptr || !orderReaders(platform_)) return nullptr;
+  Revision* unread = nullptr;
+  for (Revision** link = &replaced_; *link != nullptr;) {
+    Revision* const revision = *link;
+    if (isRead(revision)) {
+      link = &revision->nextReplaced;
+    } else {
+      *link = revision->nextReplaced;
+      revision->nextReplaced = unread;
+      unread = revision;
+    }
   }
+  return unread;
 }
 
 }  // namespace qlczephra

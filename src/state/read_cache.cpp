@@ -32,16 +32,16 @@ bool hasNoBlock(const Value& value) noexcept {
 
 }  // namespace
 
-ReadCache::Found::Found(const Value* value) noexcept : isThere_(value != nullptr) {
+ReadCache::Entry::Entry(const Value* value) noexcept : isThere_(value != nullptr) {
   if (value == nullptr) return;
   if (hasNoBlock(*value)) {
-    itself_ = *value;
+    copy_ = *value;
   } else {
     inTree_ = value;
   }
 }
 
-ReadCache* ReadCache::made() noexcept {
+ReadCache* ReadCache::ofReadingThread() noexcept {
   static thread_local Owner owner;
   if (ofThread_ == nullptr && owner.readsBefore < Owner::enoughReads && ++owner.readsBefore == Owner::enoughReads) {
     owner.cache.reset(new (std::nothrow) ReadCache);
@@ -50,27 +50,33 @@ ReadCache* ReadCache::made() noexcept {
   return ofThread_;
 }
 
-ReadCache::Found ReadCache::find(const Revision& revision, std::string_view path) noexcept {
-  Found found(document::valueAt(revision.tree, path));
-  ReadCache* const cache = made();
-  if (cache == nullptr || path.size() > longestPath) return found;
+ReadCache::Entry ReadCache::insert(const Revision& revision, std::string_view path) noexcept {
+  const Entry entry(document::valueAt(revision.tree, path));
+  ReadCache* const cache = ofReadingThread();
+  if (cache == nullptr || path.size() > longestPath) return entry;
   const std::uint64_t tag = tagOf(revision.number, path);
-  Set& set = cache->sets_[tag % sets];
+  Set& set = cache->sets_[setOf(tag)];
   const std::size_t way = set.oldest++ % ways;
   set.tags[way] = tag;
-  ByText& entry = set.entries[way];
-  entry.revision = revision.number;
-  entry.found = found;
-  entry.length = static_cast<std::uint32_t>(path.size());
-  path.copy(entry.path.data(), path.size());
-  return found;
+  Slot& slot = set.slots[way];
+  slot.revision = revision.number;
+  slot.id = 0;
+  slot.entry = entry;
+  slot.length = static_cast<std::uint32_t>(path.size());
+  path.copy(slot.path.data(), path.size());
+  return entry;
 }
 
-ReadCache::Found ReadCache::find(const Revision& revision, const SettingPath& path) noexcept {
-  Found found(document::valueAt(revision.tree, path.text()));
-  ReadCache* const cache = made();
-  if (cache != nullptr) cache->byId_[placeOf(revision.number, path)] = {revision.number, path.id(), found};
-  return found;
+ReadCache::Entry ReadCache::insert(const Revision& revision, const SettingPath& path) noexcept {
+  const Entry entry(document::valueAt(revision.tree, path.text()));
+  if (ReadCache* const cache = ofReadingThread()) {
+    const std::size_t place = placeOf(revision.number, path);
+    Slot& slot = cache->sets_[place / ways].slots[place % ways];
+    slot.revision = revision.number;
+    slot.id = path.id();
+    slot.entry = entry;
+  }
+  return entry;
 }
 
 }  // namespace qlczephra

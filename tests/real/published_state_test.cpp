@@ -9,7 +9,8 @@
 #include <utility>
 #include <vector>
 
-#include "platform/native/threads/worker_pool.h"
+#include "platform/native/native_platform.h"
+#include "qlczephra/setting_path.h"
 
 namespace qlczephra {
 namespace {
@@ -20,20 +21,11 @@ Map revision(int number) {
   return entries.build();
 }
 
-void publishEitherWay(PublishedState& state, Map tree, int number) {
-  if (number % 2 == 0) {
-    state.publish(std::move(tree));
-  } else {
-    state.publishChanged(std::move(tree), 0);
-  }
-}
-
 TEST(PublishedState, EveryReadSeesOneWholeRevisionAndNeverAnOlderOneThanBefore) {
   constexpr int revisions = 3000;
   constexpr int readers = 4;
-  const auto pool = platform::WorkerPool::make();
   {
-    PublishedState state(*pool);
+    PublishedState state(platform::nativePlatform());
     EXPECT_EQ(state.tree(), std::nullopt);
     state.publish(revision(0));
     std::atomic<bool> end{false};
@@ -53,23 +45,21 @@ TEST(PublishedState, EveryReadSeesOneWholeRevisionAndNeverAnOlderOneThanBefore) 
         }
       });
     }
-    for (int number = 1; number <= revisions; ++number) publishEitherWay(state, revision(number), number);
+    for (int number = 1; number <= revisions; ++number) state.publish(revision(number));
     end = true;
     for (std::thread& thread : threads) thread.join();
     EXPECT_EQ(torn, 0);
     EXPECT_EQ(backwards, 0);
     EXPECT_EQ(state.tree(), revision(revisions));
   }
-  pool->stop();
 }
 
 // What was read before is good as long as the number is that of its revision, so the two must not contradict each other
 // for a moment, nor in the end, whoever publishes first.
 TEST(PublishedState, TheNumberIsThatOfTheRevisionThatStays) {
   constexpr int publishers = 3;
-  const auto pool = platform::WorkerPool::make();
   for (int round = 0; round < 200; ++round) {
-    PublishedState state(*pool);
+    PublishedState state(platform::nativePlatform());
     EXPECT_EQ(state.number(), 0U);
     std::atomic<bool> end{false};
     std::atomic<int> contradictions{0};
@@ -87,7 +77,7 @@ TEST(PublishedState, TheNumberIsThatOfTheRevisionThatStays) {
     std::vector<std::thread> threads;
     for (int publisher = 0; publisher < publishers; ++publisher) {
       threads.emplace_back([&] {
-        for (int i = 0; i < 20; ++i) publishEitherWay(state, revision(i), i);
+        for (int i = 0; i < 20; ++i) state.publish(revision(i));
       });
     }
     for (std::thread& thread : threads) thread.join();
@@ -96,47 +86,63 @@ TEST(PublishedState, TheNumberIsThatOfTheRevisionThatStays) {
     EXPECT_EQ(contradictions, 0);
     EXPECT_EQ(state.revision()->number, state.number());
   }
-  pool->stop();
 }
 
 TEST(PublishedState, ATreeIsFreedOnceNobodyReadsIt) {
-  const auto pool = platform::WorkerPool::make();
   {
-    PublishedState state(*pool);
+    PublishedState state(platform::nativePlatform());
     const Value kept(std::string(100, 'x'));
     Map tree{{"kept", kept}};
     state.publish(tree);
     state.read([&](const Revision* before) {
       std::thread([&] {
-        for (int i = 0; i < 1000; ++i) publishEitherWay(state, Map{{"n", i}}, i);
+        for (int i = 0; i < 1000; ++i) state.publish(Map{{"n", i}});
       }).join();
       EXPECT_EQ(*before->tree.find("kept"), kept) << "a tree in use stays";
     });
   }
-  pool->stop();
 }
 
-TEST(RetireSmall, FreesAtOnceUnlessTheObjectIsRead) {
-  struct Idle : platform::WorkerQueue {
-    void post(platform::Task) override {}
-    void postAt(std::chrono::system_clock::time_point, platform::Task) override {}
-  } workers;
-  static int freed;
-  freed = 0;
-  const auto release = [](const void*) { ++freed; };
-  const int first = 0;
-  const int second = 0;
-  std::atomic<const int*> present{&first};
-  {
-    const platform::HazardGuard<const int> guard(present);
-    present = &second;
-    platform::retireSmall(&first, release, workers);
-    EXPECT_EQ(freed, 0);
+TEST(PublishedState, AnOlderTreeDoesNotReplaceANewerNone) {
+  for (int round = 0; round < 500; ++round) {
+    PublishedState state(platform::nativePlatform());
+    std::thread other([&] { state.publish(revision(round)); });
+    state.publish(std::nullopt);
+    other.join();
+    if (const auto stays = state.revision()) ASSERT_EQ(stays->number, state.number());
   }
-  platform::reclaimRetired();
-  EXPECT_EQ(freed, 1);
-  platform::retireSmall(&second, release, workers);
-  EXPECT_EQ(freed, 2);
+}
+
+struct ReadsAtThreadExit {
+  const PublishedState* state = nullptr;
+  ~ReadsAtThreadExit() {
+    if (state != nullptr) static_cast<void>(state->tree());
+  }
+};
+
+TEST(PublishedState, ThreadsThatReadWhileTheyEndLeaveNoSlotBehind) {
+  PublishedState state(platform::nativePlatform());
+  state.publish(revision(0));
+  const auto readInDestructors = [&] {
+    std::thread([&] {
+      // Made before the slot's owner and so destroyed after it.
+      static thread_local ReadsAtThreadExit exit;
+      exit.state = &state;
+      static_cast<void>(state.tree());
+    }).join();
+  };
+  readInDestructors();
+  const std::size_t before = hazardSlots();
+  for (int i = 0; i < 100; ++i) readInDestructors();
+  EXPECT_EQ(hazardSlots(), before);
+}
+
+TEST(SettingPath, OneThatWasMovedFromStillNamesItsPath) {
+  SettingPath path("common.a");
+  const SettingPath moved(std::move(path));
+  // NOLINTNEXTLINE(bugprone-use-after-move): that is what is tested
+  EXPECT_EQ(path.text(), "common.a");
+  EXPECT_EQ(path.id(), moved.id());
 }
 
 }  // namespace

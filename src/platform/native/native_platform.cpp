@@ -7,6 +7,7 @@
 
 #include "platform/json/json.h"
 #include "platform/native/base/native_log.h"
+#include "platform/native/threads/memory_barrier.h"
 
 namespace qlczephra::platform {
 
@@ -26,6 +27,10 @@ std::uint32_t NativePlatform::secureRandom() {
   while (::getrandom(&result, sizeof result, 0) < 0 && errno == EINTR) {
   }
   return result;
+}
+
+bool NativePlatform::barrierOnAllThreads() noexcept {
+  return platform::barrierOnAllThreads();
 }
 
 void NativePlatform::stop() {

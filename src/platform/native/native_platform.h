@@ -24,6 +24,7 @@ class NativePlatform : public Platform {
   std::chrono::steady_clock::time_point monotonicNow() override { return std::chrono::steady_clock::now(); }
   std::chrono::system_clock::time_point wallNow() override { return std::chrono::system_clock::now(); }
   std::uint32_t secureRandom() override;
+  bool barrierOnAllThreads() noexcept override;
   bool hostCodeBegins() noexcept override { return pool_->hostCodeBegins(); }
   void hostCodeEnds() noexcept override { pool_->hostCodeEnds(); }
 

@@ -52,13 +52,6 @@ void WorkerPool::post(Task task) {
   announce(aftermath);
 }
 
-bool WorkerPool::postToThisThread(const Task& task) {
-  const MutexLock lock(mutex_);
-  if (stopping_ || !comesItself()) return false;
-  ready_.push_back(task);
-  return true;
-}
-
 void WorkerPool::postLast(Task task) {
   Aftermath aftermath;
   const MutexLock lock(mutex_);

@@ -26,7 +26,6 @@ class WorkerPool : public WorkerQueue, public std::enable_shared_from_this<Worke
   ~WorkerPool() override;
 
   void post(Task task) override;
-  bool postToThisThread(const Task& task) override;
   // Before all that waits.
   void postFirst(Task task);
   // As the last deed of the calling worker's task, which comes to it then, unless another worker is awake and quicker:
