@@ -8,6 +8,8 @@
 #include <limits>
 
 #include "platform/json/structural_index.h"
+#include "platform/json/token_reader.h"
+#include "platform/json/value_reader.h"
 #include "tests/support/nested_text.h"
 #include "tests/support/random_value.h"
 #include "value/limits.h"
@@ -164,21 +166,30 @@ TEST(JsonReader, Refuses) {
 }
 
 // What is larger than the limits is told from what is no JSON by its flag.
-// Every implementation finds the same, the one without vector instructions included.
+std::optional<Value> readWith(const std::string& implementation, std::string_view text) {
+  const StructuralIndex index(text, implementation);
+  if (index.error() != nullptr) return std::nullopt;
+  TokenReader tokens(text, index);
+  Value value;
+  const bool isRead = ValueReader(tokens).read(value, 0) && tokens.isAtEnd();
+  return isRead ? std::optional(value) : std::nullopt;
+}
+
+// All read the same, the one without vector instructions included; they only give other reasons for what they refuse.
 TEST(JsonReader, AllImplementationsAgree) {
   const std::vector<std::string> implementations = StructuralIndex::implementations();
   ASSERT_THAT(implementations, ::testing::Contains("fallback"));
   test::RandomValues random(1);
-  for (int round = 0; round < 300; ++round) {
+  int accepted = 0;
+  for (int round = 0; round < 500; ++round) {
     std::string text = *write(List{random.string(), random.map(), "\\\"\xC3\xA9 \t"});
     if (round % 2 == 1) text[random.below(text.size())] = static_cast<char>(random.below(256));
-    const StructuralIndex best(text);
-    for (const std::string& name : implementations) {
-      const StructuralIndex index(text, name);
-      ASSERT_STREQ(index.error(), best.error()) << name << ": " << text;
-      ASSERT_TRUE(std::equal(index.begin(), index.end(), best.begin(), best.end())) << name << ": " << text;
-    }
+    const auto best = readWith("", text);
+    accepted += best.has_value();
+    for (const std::string& name : implementations) ASSERT_EQ(readWith(name, text), best) << name << ": " << text;
   }
+  EXPECT_GT(accepted, 250);
+  EXPECT_LT(accepted, 500);
 }
 
 TEST(JsonReader, NestingIsLimited) {
