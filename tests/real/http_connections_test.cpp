@@ -105,6 +105,50 @@ TEST_F(HttpConnections, ThatDiedUnnoticedLoseNoRequest) {
   }
 }
 
+// What comes unasked behind a reply must not answer the next request: that one gets a connection of its own.
+TEST_F(HttpConnections, OnWhichMoreCameThanAReplyAreNotUsedAgain) {
+  const std::string extra = test::okReply("extra");
+  const std::string replies[] = {test::okReply("first"),
+                                 "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n5\r\nfirst\r\n0\r\n\r\n",
+                                 "HTTP/1.1 304 Not Modified\r\n\r\n"};
+  for (const std::string& reply : replies) {
+    for (const bool secure : {false, true}) {
+      for (const auto pause : {-1ms, 0ms, 20ms}) {  // the first one: in one piece with the reply
+        std::promise<void> written;
+        const RawServer server(
+            [&](RawConnection& connection) {
+              if (connection.number() > 0) return test::answering(test::okReply("own"))(connection);
+              connection.readRequest();
+              connection.write(pause < 0ms ? reply + extra : reply);
+              if (pause >= 0ms) {
+                std::this_thread::sleep_for(pause);
+                connection.write(extra);
+              }
+              written.set_value();
+              connection.readRequest();
+              connection.write(test::okReply("used again"));
+            },
+            secure ? std::optional(authority_.issue()) : std::nullopt);
+        exchange(get(server.url()));
+        written.get_future().wait();
+        std::this_thread::sleep_for(20ms);
+        const HttpOutcome second = exchange(patch(server.url(), "{}"));
+        EXPECT_EQ(second.body, "own") << reply << " secure: " << secure << " pause: " << pause.count();
+      }
+    }
+  }
+}
+
+TEST_F(HttpConnections, AReplyThatBeginsBeforeTheRequestIsSentIsAFailure) {
+  const std::string large(32'000'000, 'x');
+  const RawServer server([&](RawConnection& connection) {
+    connection.waitForData();
+    connection.write(test::okReply());
+    connection.stall();
+  });
+  EXPECT_EQ(exchange(patch(server.url(), large)).failure, "A reply began before the request was sent");
+}
+
 TEST_F(HttpConnections, AThousandAtOnce) {
   constexpr int requests = 1000;
   std::atomic<int> arrived = 0;

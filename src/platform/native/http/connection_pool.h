@@ -9,6 +9,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "platform/native/http/kept_sockets.h"
 #include "platform/native/http/transfer.h"
 #include "platform/native/threads/event_loop.h"
 
@@ -45,6 +46,7 @@ class ConnectionPool {
   void noteWaitingForTrust(Transfer& transfer) { waitingForTrust_.push_back(&transfer); }
 
   [[nodiscard]] std::size_t transfers() const { return transfers_; }
+  KeptSockets& keptSockets() { return keptSockets_; }
 
  private:
   struct MultiDeleter {
@@ -63,6 +65,7 @@ class ConnectionPool {
 
   EventLoop& loop_;
   TransferObserver& observer_;
+  KeptSockets keptSockets_;                      // of the connections, which go with `multi_`
   std::unique_ptr<CURLSH, ShareDeleter> share_;  // for the TLS sessions
   std::unique_ptr<CURLM, MultiDeleter> multi_;
   std::unordered_map<int, Transfer*> sockets_;  // those that curl waits for

@@ -132,7 +132,7 @@ void HttpEngine::runWhenPrepared(Exchange& exchange) {
   ConnectionPool& pool = poolFor(exchange);
   exchange.pool = &pool;
   Transfer& transfer = *exchange.transfer;
-  if (!transfer.prepare(easyHandles_, exchange.addresses, exchange.certificates,
+  if (!transfer.prepare(easyHandles_, pool.keptSockets(), exchange.addresses, exchange.certificates,
                         [&pool, &transfer] { pool.noteWaitingForTrust(transfer); }) ||
       !pool.add(transfer)) {
     fail(exchange, "The request cannot be sent");

@@ -3,6 +3,8 @@
 #include <sys/socket.h>
 
 #include <cstring>
+#include <new>
+#include <string_view>
 #include <utility>
 
 #include "platform/native/http/request_headers.h"
@@ -53,8 +55,9 @@ void Transfer::set(CURLoption option, T value) {
   if (curl_easy_setopt(easy_.get(), option, value) != CURLE_OK) optionsAccepted_ = false;
 }
 
-bool Transfer::prepare(EasyHandles& handles, const std::vector<std::string>& addresses, TrustedCertificates trusted,
-                       std::function<void()> onWaitingForTrust) {
+bool Transfer::prepare(EasyHandles& handles, KeptSockets& sockets, const std::vector<std::string>& addresses,
+                       TrustedCertificates trusted, std::function<void()> onWaitingForTrust) {
+  keptSockets_ = &sockets;
   trusted_ = std::move(trusted);
   onWaitingForTrust_ = std::move(onWaitingForTrust);
   auto lines = requestHeaderLines(request_);
@@ -119,17 +122,47 @@ void Transfer::setMessage() {
   set(CURLOPT_HTTPHEADER, fields_.get());
   set(CURLOPT_HEADERFUNCTION, &Transfer::onHeader);
   set(CURLOPT_HEADERDATA, static_cast<void*>(this));
+  set(CURLOPT_DEBUGFUNCTION, &Transfer::onDebug);
   set(CURLOPT_WRITEFUNCTION, &Transfer::onBody);
   set(CURLOPT_WRITEDATA, static_cast<void*>(this));
 }
 
 // As curl does it itself, but so that a program that the host starts does not inherit the connection.
-curl_socket_t Transfer::onOpenSocket(void*, curlsocktype, curl_sockaddr* address) {
-  return ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+curl_socket_t Transfer::onOpenSocket(void* self, curlsocktype, curl_sockaddr* address) try {
+  auto& opened = static_cast<Transfer*>(self)->openedSockets_;
+  opened.reserve(opened.size() + 1);
+  const int socket = ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+  if (socket >= 0) opened.push_back(socket);
+  return socket;
+} catch (const std::bad_alloc&) {
+  return CURL_SOCKET_BAD;
+}
+
+// Just before the request goes out. What waits on a kept connection is no reply to it, wherever it comes from.
+int Transfer::onConnected(void* self, char* /*address*/, char* localAddress, int /*port*/, int localPort) try {
+  Transfer& transfer = *static_cast<Transfer*>(self);
+  const int kept = transfer.keptSockets_->find(localAddress, localPort);
+  if (kept < 0) {
+    transfer.keptSockets_->keepOneOf(transfer.openedSockets_, localAddress, localPort);
+    return CURL_PREREQFUNC_OK;
+  }
+  const curl_tlssessioninfo* tls = nullptr;
+  curl_easy_getinfo(transfer.easy(), CURLINFO_TLS_SSL_PTR, &tls);
+  const bool isSecure = transfer.endpoint_.secure && tls != nullptr;
+  if (isSilent(kept, isSecure ? static_cast<const SSL*>(tls->internals) : nullptr)) return CURL_PREREQFUNC_OK;
+  transfer.isNotSilent_ = true;
+  return CURL_PREREQFUNC_ABORT;
+} catch (const std::bad_alloc&) {
+  return CURL_PREREQFUNC_ABORT;
 }
 
 void Transfer::setLimits() {
   set(CURLOPT_OPENSOCKETFUNCTION, &Transfer::onOpenSocket);
+  set(CURLOPT_OPENSOCKETDATA, static_cast<void*>(this));
+  set(CURLOPT_CLOSESOCKETFUNCTION, &KeptSockets::close);
+  set(CURLOPT_CLOSESOCKETDATA, static_cast<void*>(keptSockets_));
+  set(CURLOPT_PREREQFUNCTION, &Transfer::onConnected);
+  set(CURLOPT_PREREQDATA, static_cast<void*>(this));
   // Until TCP is connected; it also makes curl share the time out among the server's addresses.
   set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(request_.longestWait.count()));
   set(CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(maximumBodySize));
@@ -153,7 +186,25 @@ void Transfer::setTls() {
 
 std::size_t Transfer::onHeader(char* data, std::size_t size, std::size_t count, void* self) {
   const std::size_t length = size * count;
-  return static_cast<Transfer*>(self)->reply_.headerLine({data, length}) ? length : 0;
+  Transfer& transfer = *static_cast<Transfer*>(self);
+  if (!transfer.reply_.begun()) {
+    // From here on, so that the way to the reply is not commented; see onDebug().
+    curl_easy_setopt(transfer.easy(), CURLOPT_VERBOSE, 1L);
+    curl_off_t sent = 0;
+    curl_easy_getinfo(transfer.easy(), CURLINFO_SIZE_UPLOAD_T, &sent);
+    transfer.repliedEarly_ = transfer.request_.body && static_cast<std::size_t>(sent) < transfer.request_.body->size();
+    if (transfer.repliedEarly_) return 0;
+  }
+  return transfer.reply_.headerLine({data, length}) ? length : 0;
+}
+
+// Behind a chunked or an empty body curl drops what else it has read, says so, and would keep the connection.
+int Transfer::onDebug(CURL* easy, curl_infotype type, char* data, std::size_t size, void*) {
+  const std::string_view text(data, size);
+  if (type == CURLINFO_TEXT && (text.starts_with("Excess found") || text.starts_with("Leftovers after chunking"))) {
+    curl_easy_setopt(easy, CURLOPT_FORBID_REUSE, 1L);
+  }
+  return 0;
 }
 
 std::size_t Transfer::onBody(char* data, std::size_t size, std::size_t count, void* self) {
@@ -184,10 +235,13 @@ CURLcode Transfer::onTlsContext(CURL* easy, void* context, void* self) {
 }
 
 bool Transfer::retryOnFreshConnection(CURLcode code) {
-  if (retried_ || reply_.begun() || (code != CURLE_SEND_ERROR && code != CURLE_RECV_ERROR)) return false;
-  long madeConnections = 0;
-  curl_easy_getinfo(easy_.get(), CURLINFO_NUM_CONNECTS, &madeConnections);
-  if (madeConnections != 0) return false;
+  if (retried_ || reply_.begun() || repliedEarly_) return false;
+  if (!isNotSilent_) {
+    if (code != CURLE_SEND_ERROR && code != CURLE_RECV_ERROR) return false;
+    long madeConnections = 0;
+    curl_easy_getinfo(easy_.get(), CURLINFO_NUM_CONNECTS, &madeConnections);
+    if (madeConnections != 0) return false;
+  }
   retried_ = true;
   set(CURLOPT_FRESH_CONNECT, 1L);
   return optionsAccepted_;
@@ -199,6 +253,8 @@ HttpOutcome Transfer::outcome(CURLcode code) {
   if (code == CURLE_OK) {
     // curl takes the end of the connection for the end of the header.
     if (!reply_.headComplete()) outcome.failure = "The connection ended within the header of the reply";
+  } else if (repliedEarly_) {
+    outcome.failure = "A reply began before the request was sent";
   } else if (!reply_.refusal().empty()) {
     outcome.failure = reply_.refusal();
   } else if (code == CURLE_ABORTED_BY_CALLBACK || code == CURLE_FILESIZE_EXCEEDED) {

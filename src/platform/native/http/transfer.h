@@ -14,6 +14,7 @@
 #include "platform/native/http/certificate_verification.h"
 #include "platform/native/http/easy_handles.h"
 #include "platform/native/http/endpoint.h"
+#include "platform/native/http/kept_sockets.h"
 #include "platform/native/http/reply_reader.h"
 #include "platform/native/http/stall_detector.h"
 #include "platform/native/http/trust_decision.h"
@@ -38,16 +39,17 @@ class Transfer {
 
   // Takes an easy handle and sets it up. `addresses` are the server's, empty for a numeric host; `trusted` is null for
   // plain HTTP. `onWaitingForTrust`: see TrustGate. False when the request cannot be sent or memory ran out.
-  bool prepare(EasyHandles& handles, const std::vector<std::string>& addresses, TrustedCertificates trusted,
-               std::function<void()> onWaitingForTrust);
+  // `sockets` are those of the pool that the transfer is for.
+  bool prepare(EasyHandles& handles, KeptSockets& sockets, const std::vector<std::string>& addresses,
+               TrustedCertificates trusted, std::function<void()> onWaitingForTrust);
   // Null before `prepare`.
   [[nodiscard]] CURL* easy() const { return easy_.get(); }
   // Of a handle in one of curl's callbacks.
   static Transfer& of(CURL* easy);
 
-  // After `code`: whether a kept connection turned out to be dead before anything of a reply came. The handle is set up
-  // to be added to its pool once more then, for a connection of its own; true only once. curl does so itself unless it
-  // finds out in the middle of a large body.
+  // After `code`: whether a kept connection turned out to be dead before anything of a reply came, or was not silent
+  // when it was to be used again. The handle is set up to be added to its pool once more then, for a connection of its
+  // own; true only once. curl does so itself for a dead one unless it finds out in the middle of a large body.
   bool retryOnFreshConnection(CURLcode code);
 
   // The sockets that curl waits for on behalf of this transfer.
@@ -71,8 +73,10 @@ class Transfer {
   using List = std::unique_ptr<curl_slist, ListDeleter>;
 
   static std::size_t onHeader(char* data, std::size_t size, std::size_t count, void* self);
+  static int onDebug(CURL* easy, curl_infotype type, char* data, std::size_t size, void*);
   static std::size_t onBody(char* data, std::size_t size, std::size_t count, void* self);
-  static curl_socket_t onOpenSocket(void*, curlsocktype, curl_sockaddr* address);
+  static curl_socket_t onOpenSocket(void* self, curlsocktype, curl_sockaddr* address);
+  static int onConnected(void* self, char* address, char* localAddress, int port, int localPort);
   static int onProgress(void* self, curl_off_t total, curl_off_t now, curl_off_t, curl_off_t);
   static CURLcode onTlsContext(CURL* easy, void* context, void* self);
 
@@ -96,6 +100,10 @@ class Transfer {
   List resolved_;
   bool optionsAccepted_ = true;
   bool retried_ = false;
+  KeptSockets* keptSockets_ = nullptr;
+  std::vector<int> openedSockets_;
+  bool isNotSilent_ = false;   // the kept connection that the transfer was to use
+  bool repliedEarly_ = false;  // a reply began before the request was sent whole
   char errorText_[CURL_ERROR_SIZE] = {};
   // Last: it refers to what stands above.
   EasyHandles::Handle easy_;
