@@ -38,10 +38,11 @@ class QLCZEPHRA_EXPORT QLCPMCertificatesHandler {
   // Replaces the shared object for the request objects made from now on; null is allowed. Any thread.
   static void setInstance(std::shared_ptr<QLCPMCertificatesHandler> handler);
 
-  // Asked once for every new connection to a TLS server; a kept connection and a resumed session inherit the decision
-  // that this same object took. `decide` may be called at once or later, on any thread; a second call is ignored. No
-  // decision within 9.5 seconds, or an exception, counts as `refuse`. Runs on a worker thread of the library, and
-  // several calls may run at once; other transfers go on meanwhile.
+  // Asked once for every new connection to a TLS server. A kept connection and a resumed session inherit the decision
+  // that this same object took, for 10 minutes at most; then it is asked again, so that trust can be taken back.
+  // `decide` may be called at once or later, on any thread; a second call is ignored. No decision within 9.5 seconds,
+  // or an exception, counts as `refuse`. Runs on a worker thread of the library, and several calls may run at once;
+  // other transfers go on meanwhile.
   virtual void evaluate(const ServerTrust& trust, std::function<void(TrustDecision)> decide) = 0;
 };
 

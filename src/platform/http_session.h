@@ -23,6 +23,7 @@ struct HttpRequest {
   HeaderList headers;
   std::optional<std::string> body;
   std::chrono::milliseconds longestWait{10000};                   // without any progress, in whatever stage
+  std::chrono::milliseconds longestDuration{10 * 60 * 1000};      // of all stages, however well they go
   std::shared_ptr<QLCPMCertificatesHandler> certificatesHandler;  // null: the platform's evaluation
 };
 
@@ -46,10 +47,12 @@ class HttpSession {
   virtual ~HttpSession() = default;
   // Returns at once. The completion runs once, on a queue of its own, never on the caller's stack; not at all when the
   // process ends first. Redirects are not followed, and cookies, caches, proxies and .netrc not used. Bodies that
-  // decode to more than `maximumBodySize` fail the transfer.
+  // decode to more than `maximumBodySize` fail the transfer, and so do replies of more than `maximumReplySize`.
   virtual void send(HttpRequest request, HttpCompletion completion) = 0;
 };
 
 inline constexpr std::size_t maximumBodySize = std::size_t{64} * 1024 * 1024;
+// Bytes on the wire for one reply: a body, and room for its framing and encryption.
+inline constexpr std::size_t maximumReplySize = std::size_t{80} * 1024 * 1024;
 
 }  // namespace qlczephra::platform

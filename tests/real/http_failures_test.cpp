@@ -140,6 +140,42 @@ TEST_F(HttpFailures, WhatCrawlsSucceeds) {
   }
 }
 
+TEST_F(HttpFailures, WhatTricklesForTooLongEnds) {
+  const RawServer server([](RawConnection& connection) {
+    connection.readRequest();
+    connection.drip("HTTP/1.1 200 OK\r\nContent-Length: 100000\r\n\r\n" + std::string(100000, 'x'), 20ms);
+  });
+  HttpRequest request = get(server.url());
+  request.longestDuration = 1000ms;
+  EXPECT_EQ(exchange(request).failure, "Not complete after 1000 ms");
+}
+
+// As many as a host will hardly ever have.
+TEST_F(HttpFailures, StuckNamesHoldUpNoOtherName) {
+  const auto gate = std::make_shared<Gate>();
+  const LookUp stuck = stuckLookUp(gate);
+  options.lookUp = [stuck](const std::string& host, std::uint16_t port) {
+    return host == "good.test" ? LookUpResult{{"127.0.0.1"}, {}} : stuck(host, port);
+  };
+  const RawServer server(test::answering(test::okReply()));
+  std::vector<std::future<HttpOutcome>> waiting;
+  for (int i = 0; i < 12; ++i) waiting.push_back(begin(get(server.url("/", "stuck" + std::to_string(i) + ".test"))));
+  EXPECT_EQ(statusOf(exchange(get(server.url("/", "good.test")))), 200);
+  gate->opener.set_value();
+  for (auto& outcome : waiting) EXPECT_EQ(statusOf(end(std::move(outcome))), 200);
+}
+
+TEST_F(HttpFailures, AnAddressWithAZoneIsLeftOut) {
+  const RawServer server(test::answering(test::okReply()));
+  options.lookUp = [](const std::string& host, std::uint16_t) {
+    LookUpResult result{{"fe80::1%lo"}, {}};
+    if (host == "mixed.test") result.addresses.emplace_back("127.0.0.1");
+    return result;
+  };
+  EXPECT_EQ(statusOf(exchange(get(server.url("/", "mixed.test")))), 200);
+  EXPECT_THAT(exchange(get(server.url("/", "local.test"))).failure.value_or(""), ::testing::HasSubstr("link-local"));
+}
+
 TEST_F(HttpFailures, AStuckNameHoldsUpNobodyElse) {
   const auto gate = std::make_shared<Gate>();
   const LookUp stuck = stuckLookUp(gate);

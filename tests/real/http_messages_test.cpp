@@ -132,7 +132,7 @@ TEST_F(HttpMessages, SendsWhatWasGivenAndNothingElse) {
       seen = connection.readRequest();
       connection.write(test::okReply());
     });
-    HttpRequest request{server.url(test.path), test.method, test.headers, test.body, 10s, nullptr};
+    HttpRequest request{server.url(test.path), test.method, test.headers, test.body, 10s, 10min, nullptr};
     const HttpOutcome outcome = exchange(std::move(request));
     std::string expected = test.expected;
     expected.replace(expected.find('@'), 1, std::to_string(server.port()));
@@ -155,7 +155,7 @@ TEST_F(HttpMessages, SendsNoCredentialsFromTheUrl) {
 TEST_F(HttpMessages, RefusesWhatCannotBeSent) {
   const RawServer server(test::answering(test::okReply()));
   const auto with = [&](HeaderList headers, std::string method = "GET") {
-    return HttpRequest{server.url(), std::move(method), std::move(headers), {}, 10s, nullptr};
+    return HttpRequest{server.url(), std::move(method), std::move(headers), {}, 10s, 10min, nullptr};
   };
   const HttpRequest cases[] = {
       get("ftp://127.0.0.1/"),
@@ -326,6 +326,7 @@ TEST_F(HttpMessages, EndsRepliesThatAreTooLarge) {
       {"gzip bomb", "HTTP/1.1 200 OK\r\nContent-Encoding: gzip\r\n\r\n" + bomb, "", 200, "64 MiB"},
       {"endless chunks", chunked, chunk, 200, "64 MiB"},
       {"endless body", "HTTP/1.1 200 OK\r\n\r\n", chunk, 200, "64 MiB"},
+      {"an endless chunk extension", chunked + "1;", std::string(0x100000, 'x'), 200, "80 MiB"},
       {"too many fields", "HTTP/1.1 200 OK\r\n", "Field: " + std::string(1000, 'f') + "\r\n", 200, "256 KiB"},
       {"endless interim replies", "", "HTTP/1.1 100 Continue\r\n\r\n", 0, "256 KiB"},
       {"endless trailers", chunked + "0\r\n", "Field: value\r\n", 200, "256 KiB"},

@@ -205,6 +205,18 @@ TEST_F(HttpTls, TheHandlerIsAskedOncePerConnectionAndInheritedBySessions) {
   EXPECT_EQ(requests, 6);
 }
 
+TEST_F(HttpTls, AHandlersDecisionHoldsForSomeTimeOnly) {
+  options.decisionLifetime = 300ms;
+  const RawServer server(test::answering(test::okReply()), authority_.issue());
+  const auto handler = std::make_shared<ScriptedHandler>(TrustDecision::trust);
+  const auto request = judgedBy(get(server.url()), handler);
+  for (int i = 0; i < 2; ++i) EXPECT_EQ(statusOf(exchange(request)), 200);
+  EXPECT_EQ(handler->asked, 1);
+  std::this_thread::sleep_for(300ms);
+  for (int i = 0; i < 2; ++i) EXPECT_EQ(statusOf(exchange(request)), 200);
+  EXPECT_EQ(handler->asked, 2) << "neither the connection nor its session is used any longer";
+}
+
 TEST_F(HttpTls, AHandlerWhoseDestructorWaitsHoldsUpNobodyElse) {
   struct Slow : ScriptedHandler {
     explicit Slow(std::shared_future<void> open) : ScriptedHandler(TrustDecision::trust), open_(std::move(open)) {}

@@ -95,7 +95,7 @@ void HttpEngine::start(std::unique_ptr<Transfer> transfer) {
   exchange.id = id;
   exchange.transfer = std::move(transfer);
   ids_[exchange.transfer.get()] = id;
-  exchange.transfer->progress().note(Clock::now());
+  exchange.transfer->progress().begin(Clock::now());
   scheduleProgressCheck(exchange.transfer->progress().interval());
 
   const Endpoint endpoint = exchange.transfer->endpoint();
@@ -147,6 +147,7 @@ ConnectionPool& HttpEngine::poolFor(const Exchange& exchange) {
   for (const auto& pool : pools_) {
     const bool sameOwner = !pool->handler.owner_before(handler) && !handler.owner_before(pool->handler);
     if (!sameOwner || pool->handlerAddress != handler.get() || pool->certificates != exchange.certificates) continue;
+    if (handler != nullptr && Clock::now() - pool->made >= options_.decisionLifetime) continue;
     loop_.cancel(pool->idleDeadline);
     return *pool->connections;
   }
@@ -154,6 +155,7 @@ ConnectionPool& HttpEngine::poolFor(const Exchange& exchange) {
   pool->handler = handler;
   pool->handlerAddress = handler.get();
   pool->certificates = exchange.certificates;
+  pool->made = Clock::now();
   TransferObserver& observer = *this;
   pool->connections = std::make_unique<ConnectionPool>(loop_, observer);
   pools_.push_back(std::move(pool));
@@ -248,19 +250,20 @@ void HttpEngine::deliver(Transfer& transfer, HttpOutcome outcome) {
 void HttpEngine::checkProgress() {
   const auto now = Clock::now();
   auto interval = std::chrono::milliseconds::max();
-  std::vector<Id> stalled;
+  std::vector<Id> ended;
   for (auto& [id, exchange] : exchanges_) {
     Transfer& transfer = *exchange.transfer;
     interval = std::min(interval, transfer.progress().interval());
     if (exchange.stage == Stage::waitingForTrust) continue;  // it has a deadline of its own
     transfer.progress().sample(transfer.sockets(), now);
-    if (transfer.progress().stalled(now)) stalled.push_back(id);
+    if (transfer.progress().stalled(now) || transfer.progress().isOverdue(now)) ended.push_back(id);
   }
-  for (const Id id : stalled) {
+  for (const Id id : ended) {
     Exchange* const exchange = find(id);
     if (exchange == nullptr) continue;
     if (exchange->stage == Stage::running) exchange->pool->remove(*exchange->transfer);
-    finish(*exchange, exchange->transfer->stalled());
+    Transfer& transfer = *exchange->transfer;
+    finish(*exchange, transfer.progress().isOverdue(now) ? transfer.overdue() : transfer.stalled());
   }
   if (!exchanges_.empty()) scheduleProgressCheck(interval);
 }

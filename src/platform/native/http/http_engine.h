@@ -29,6 +29,8 @@ struct HttpSessionOptions {
   // Further requests wait for their turn, which does not count as a wait without progress. 0: a quarter of the
   // descriptors that the process may open, so that the host keeps the greater part.
   std::size_t transfersAtOnce = 0;
+  // How long a certificates handler's decision holds for other connections and sessions than the one it was asked for.
+  std::chrono::milliseconds decisionLifetime = std::chrono::minutes(10);
   // How long connections without a transfer are kept.
   std::chrono::milliseconds idleTime = std::chrono::seconds(115);
 };
@@ -74,6 +76,7 @@ class HttpEngine final : private TransferObserver {
     // Tells objects apart that share an owner; never used to reach the handler.
     const QLCPMCertificatesHandler* handlerAddress = nullptr;
     TrustedCertificates certificates;  // null: plain HTTP
+    Clock::time_point made;            // before all decisions of the handler in it
     std::unique_ptr<ConnectionPool> connections;
     EventLoop::Timer idleDeadline;
   };

@@ -15,8 +15,9 @@
 namespace qlczephra::platform {
 namespace {
 
-// A stuck name holds one of them; the others go on.
-constexpr std::size_t maximumThreads = 4;
+// A stuck name holds one of them, the others go on. A process has a handful of names, each of which is looked up once
+// at a time, so that all are stuck only when the system's resolver is.
+constexpr std::size_t maximumThreads = 32;
 constexpr std::size_t maximumEntries = 256;
 constexpr std::chrono::seconds lifetime{60};
 
@@ -93,7 +94,12 @@ void Resolver::startLookUps() {
   }
 }
 
-void Resolver::finish(const Name& name, const LookUpResult& result) {
+void Resolver::finish(const Name& name, LookUpResult result) {
+  // libcurl refuses a list in which one address has a zone ("fe80::1%eth0").
+  const bool hasZones =
+      std::erase_if(result.addresses, [](const auto& address) { return address.find('%') != std::string::npos; }) != 0;
+  if (hasZones && result.addresses.empty())
+    result.failure = "Could not resolve the host name: link-local addresses only";
   const auto found = entries_.find(name);
   const std::vector<Callback> callbacks = std::move(found->second.callbacks);
   if (result.addresses.empty()) {

@@ -51,7 +51,7 @@ class Resolver {
   };
 
   void startLookUps();
-  void finish(const Name& name, const LookUpResult& result);
+  void finish(const Name& name, LookUpResult result);
 
   const std::shared_ptr<const LookUp> lookUp_;
   const std::shared_ptr<Mailbox> mailbox_;

@@ -10,13 +10,27 @@
 
 namespace qlczephra::platform {
 
+namespace {
+
+// All zero when the kernel does not tell.
+tcp_info countersOf(int socket) noexcept {
+  tcp_info info{};
+  socklen_t length = sizeof(info);
+  if (::getsockopt(socket, IPPROTO_TCP, TCP_INFO, &info, &length) != 0) return {};
+  if (length < offsetof(tcp_info, tcpi_bytes_received) + sizeof(info.tcpi_bytes_received)) return {};
+  return info;
+}
+
+}  // namespace
+
+std::uint64_t bytesReceived(int socket) noexcept {
+  return countersOf(socket).tcpi_bytes_received;
+}
+
 void StallDetector::sample(const std::vector<int>& sockets, TimePoint now) {
   std::uint64_t bytes = 0;
   for (const int socket : sockets) {
-    tcp_info info{};
-    socklen_t length = sizeof(info);
-    if (::getsockopt(socket, IPPROTO_TCP, TCP_INFO, &info, &length) != 0) continue;
-    if (length < offsetof(tcp_info, tcpi_bytes_received) + sizeof(info.tcpi_bytes_received)) continue;
+    const tcp_info info = countersOf(socket);
     bytes += info.tcpi_bytes_received + info.tcpi_bytes_acked;
   }
   if (bytes == bytes_) return;

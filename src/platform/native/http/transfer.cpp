@@ -31,7 +31,7 @@ Transfer::Transfer(HttpRequest request, Endpoint endpoint, HttpCompletion comple
     : request_(std::move(request)),
       endpoint_(std::move(endpoint)),
       completion_(std::move(completion)),
-      progress_(request_.longestWait),
+      progress_(request_.longestWait, request_.longestDuration),
       gate_([this] { onWaitingForTrust_(); }) {}
 
 // Header values may be secrets. What libcurl copied of them is not within reach.
@@ -130,6 +130,7 @@ void Transfer::setMessage() {
 // As curl does it itself, but so that a program that the host starts does not inherit the connection.
 curl_socket_t Transfer::onOpenSocket(void* self, curlsocktype, curl_sockaddr* address) try {
   auto& opened = static_cast<Transfer*>(self)->openedSockets_;
+  static_cast<Transfer*>(self)->receivedBefore_ = 0;  // the kept connection, if there was one, is given up
   opened.reserve(opened.size() + 1);
   const int socket = ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
   if (socket >= 0) opened.push_back(socket);
@@ -149,9 +150,9 @@ int Transfer::onConnected(void* self, char* /*address*/, char* localAddress, int
   const curl_tlssessioninfo* tls = nullptr;
   curl_easy_getinfo(transfer.easy(), CURLINFO_TLS_SSL_PTR, &tls);
   const bool isSecure = transfer.endpoint_.secure && tls != nullptr;
-  if (isSilent(kept, isSecure ? static_cast<const SSL*>(tls->internals) : nullptr)) return CURL_PREREQFUNC_OK;
-  transfer.isNotSilent_ = true;
-  return CURL_PREREQFUNC_ABORT;
+  transfer.isNotSilent_ = !isSilent(kept, isSecure ? static_cast<const SSL*>(tls->internals) : nullptr);
+  transfer.receivedBefore_ = bytesReceived(kept);
+  return transfer.isNotSilent_ ? CURL_PREREQFUNC_ABORT : CURL_PREREQFUNC_OK;
 } catch (const std::bad_alloc&) {
   return CURL_PREREQFUNC_ABORT;
 }
@@ -212,10 +213,17 @@ std::size_t Transfer::onBody(char* data, std::size_t size, std::size_t count, vo
   return static_cast<Transfer*>(self)->reply_.bodyData({data, length}) ? length : CURL_WRITEFUNC_ERROR;
 }
 
-int Transfer::onProgress(void* /*self*/, curl_off_t /*total*/, curl_off_t now, curl_off_t /*toSend*/,
-                         curl_off_t /*sent*/) {
+int Transfer::onProgress(void* self, curl_off_t /*total*/, curl_off_t now, curl_off_t /*toSend*/, curl_off_t /*sent*/) {
+  Transfer& transfer = *static_cast<Transfer*>(self);
   // As it came, before decoding: an encoding that never yields anything must end too.
-  return static_cast<std::uint64_t>(now) > maximumBodySize ? 1 : 0;
+  if (static_cast<std::uint64_t>(now) > maximumBodySize)
+    transfer.aborted_ = "The body of the reply is larger than 64 MiB";
+  // What frames a body counts as no body to curl.
+  for (const int socket : transfer.sockets_) {
+    if (bytesReceived(socket) - transfer.receivedBefore_ <= maximumReplySize) continue;
+    transfer.aborted_ = "The reply is larger than 80 MiB";
+  }
+  return transfer.aborted_ == nullptr ? 0 : 1;
 }
 
 CURLcode Transfer::onTlsContext(CURL* easy, void* context, void* self) {
@@ -257,7 +265,9 @@ HttpOutcome Transfer::outcome(CURLcode code) {
     outcome.failure = "A reply began before the request was sent";
   } else if (!reply_.refusal().empty()) {
     outcome.failure = reply_.refusal();
-  } else if (code == CURLE_ABORTED_BY_CALLBACK || code == CURLE_FILESIZE_EXCEEDED) {
+  } else if (aborted_ != nullptr) {
+    outcome.failure = aborted_;
+  } else if (code == CURLE_FILESIZE_EXCEEDED) {
     outcome.failure = "The body of the reply is larger than 64 MiB";
   } else {
     outcome.failure = curl_easy_strerror(code);
@@ -269,6 +279,12 @@ HttpOutcome Transfer::outcome(CURLcode code) {
 HttpOutcome Transfer::stalled() {
   HttpOutcome outcome = reply_.take();
   outcome.failure = "No progress for " + std::to_string(request_.longestWait.count()) + " ms";
+  return outcome;
+}
+
+HttpOutcome Transfer::overdue() {
+  HttpOutcome outcome = reply_.take();
+  outcome.failure = "Not complete after " + std::to_string(request_.longestDuration.count()) + " ms";
   return outcome;
 }
 

@@ -58,6 +58,7 @@ class Transfer {
   // What has come, and for a failed transfer why it failed.
   HttpOutcome outcome(CURLcode code);
   HttpOutcome stalled();
+  HttpOutcome overdue();
 
   // The host's objects; they are destroyed on a worker, because their destructors are host code.
   struct HostObjects {
@@ -102,8 +103,10 @@ class Transfer {
   bool retried_ = false;
   KeptSockets* keptSockets_ = nullptr;
   std::vector<int> openedSockets_;
-  bool isNotSilent_ = false;   // the kept connection that the transfer was to use
-  bool repliedEarly_ = false;  // a reply began before the request was sent whole
+  std::uint64_t receivedBefore_ = 0;  // on the kept connection, by other transfers
+  const char* aborted_ = nullptr;     // why, by onProgress()
+  bool isNotSilent_ = false;          // the kept connection that the transfer was to use
+  bool repliedEarly_ = false;         // a reply began before the request was sent whole
   char errorText_[CURL_ERROR_SIZE] = {};
   // Last: it refers to what stands above.
   EasyHandles::Handle easy_;
