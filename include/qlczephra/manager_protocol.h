@@ -65,8 +65,9 @@ class QLCZEPHRA_EXPORT QLCZephraManagerProtocol {
   // service takes it, after a restart too. Changes made while an upload is in flight go out with the next one. Nothing
   // is reported; the log tells of what went wrong:
   //   no usable patch file path    the change is refused, in memory too
-  //   the disk fails or is full    the change is applied, uploaded, and written with the next change; until then it is
-  //                                kept in memory, as long as a manager on these files exists
+  //   the disk fails or is full    the change is applied, and written with the next change; until then it is kept in
+  //                                memory, as long as a manager on these files exists. It is uploaded meanwhile unless
+  //                                a patch file is there and cannot be renamed either
   //   a value that the file format cannot hold (null, a real that is not finite, control characters)
   //                                the change is applied and neither kept nor uploaded
   //   path and value nest deeper than 510 levels together, a name or string is longer than 65,535 or 16,777,216 bytes,

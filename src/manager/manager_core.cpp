@@ -42,14 +42,18 @@ std::optional<platform::Secret> ManagerCore::ccrToken() const {
 }
 
 void ManagerCore::setCcrToken(std::optional<platform::Secret> token) {
+  std::shared_ptr<PendingChanges> changes;
   {
     const platform::MutexLock lock(fieldsMutex_);
     ccrToken_ = std::move(token);
-    if (pendingChanges_ == nullptr) return;  // nothing that could go on
+    changes = pendingChanges_;
   }
+  // The pause of this moment: one that begins later knows the token already.
+  const std::uint64_t pause = changes == nullptr ? 0 : changes->presentPause();
+  if (pause == 0) return;
   // On the queue: an upload that may go on now works on files, and a setter does not.
-  queue().post([weak = weak()] {
-    if (const auto core = weak.lock()) core->endPauseEarly();
+  queue().post([weak = weak(), changes, pause] {
+    if (weak.lock() != nullptr) changes->pauseIsOver(pause);
   });
 }
 

@@ -89,8 +89,8 @@ class ManagerCore : public ChangesSender, public std::enable_shared_from_this<Ma
   using OnSuccess = std::function<ErrorRef(const std::string& body, std::optional<std::string> eTag)>;
   // Goes on after a reply that does not end the call.
   using OnBadRequest = std::function<void(int status, Completion completion)>;
-  // Repeats the call `delay` seconds later.
-  using OnBackOff = std::function<void(Completion completion, std::int64_t delay)>;
+  // Repeats the call `delay` seconds after a reply with this status.
+  using OnBackOff = std::function<void(int status, Completion completion, std::int64_t delay)>;
 
   struct ServiceRequest {
     std::string url;
@@ -137,7 +137,8 @@ class ManagerCore : public ChangesSender, public std::enable_shared_from_this<Ma
   void finishFetch() noexcept { sendingGetRequest_ = false; }
   // Writes the local settings file, `before` being the settings that were in use until now. Under the patch lock.
   void storeSettings(const std::string& path, const Map& settings, const std::optional<Map>& before);
-  // An entity tag goes back byte for byte; one that cannot counts as none.
+  // Returns an entity tag that can go back byte for byte (RFC 9110 section 8.8.3); nullopt for one that cannot, or that
+  // is longer than 1 KB, since servers refuse requests with large header fields.
   [[nodiscard]] static std::optional<std::string> sendableTag(std::optional<std::string> eTag);
 
   // ---- changes and their upload

@@ -35,7 +35,7 @@ void ManagerCore::patchPNSID(const std::string& id, const platform::Secret& ccrT
         request.headers = headers;
         request.ccrToken = ccrToken;
         request.params = Map{{"pns_id", id}};
-        request.onBackOff = [weak, id, ccrToken](Completion repeated, std::int64_t delay) {
+        request.onBackOff = [weak, id, ccrToken](int, Completion repeated, std::int64_t delay) {
           if (const auto alive = weak.lock()) alive->retrySetPNSID(id, ccrToken, std::move(repeated), delay);
         };
         request.completion = std::move(done);

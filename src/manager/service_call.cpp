@@ -95,7 +95,7 @@ void ManagerCore::handleReply(const ServiceRequest& request, const std::string& 
       }
       return;
     case ReplyMeaning::Next::backOff:
-      request.onBackOff(request.completion, meaning.delay);
+      request.onBackOff(status, request.completion, meaning.delay);
       return;
     case ReplyMeaning::Next::recover:
       if (request.onBadRequest) {

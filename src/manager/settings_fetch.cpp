@@ -47,7 +47,7 @@ void ManagerCore::updateLocalSettings() {
     const std::string concern = platform_.files().concern(*path);
     if (!concern.empty()) log_.error("The local settings file is not this process's alone, " + concern);
   }
-  changes->pauseIsOver(std::nullopt);
+  changes->pauseIsOver(changes->presentPause());
   sendFrom(changes);
 }
 
@@ -125,9 +125,11 @@ void ManagerCore::getSettings(const platform::Secret& ccrToken, Condition condit
           const auto alive = weak.lock();
           return alive == nullptr ? nullptr : alive->applyDocument(body, std::move(eTag), *changes, *ticket);
         };
-        request.onBackOff = [weak, ccrToken, condition](Completion repeated, std::int64_t delay) {
+        request.onBackOff = [weak, ccrToken, condition](int status, Completion repeated, std::int64_t delay) {
+          constexpr int headerFieldsTooLarge = 431;
           if (const auto alive = weak.lock()) {
-            alive->retryFetchSettings(ccrToken, condition, std::move(repeated), delay);
+            const Condition next = status == headerFieldsTooLarge ? Condition::unconditional : condition;
+            alive->retryFetchSettings(ccrToken, next, std::move(repeated), delay);
           }
         };
         if (sentTag) {
@@ -202,7 +204,10 @@ ErrorRef ManagerCore::applyDocument(const std::string& body, std::optional<std::
 }
 
 std::optional<std::string> ManagerCore::sendableTag(std::optional<std::string> eTag) {
-  if (eTag && (eTag->empty() || !transport::survivesAsFieldValue(*eTag))) return std::nullopt;
+  constexpr std::size_t longestTag = 1024;
+  if (eTag && (eTag->empty() || eTag->size() > longestTag || !transport::survivesAsFieldValue(*eTag))) {
+    return std::nullopt;
+  }
   return eTag;
 }
 

@@ -47,7 +47,7 @@ void ManagerCore::endPauseEarly() {
     const platform::MutexLock lock(fieldsMutex_);
     changes = pendingChanges_;
   }
-  if (changes != nullptr) changes->pauseIsOver(std::nullopt);
+  if (changes != nullptr) changes->pauseIsOver(changes->presentPause());
 }
 
 void ManagerCore::beginUpload(const std::shared_ptr<PendingChanges>& changes, std::shared_ptr<Upload> upload) {
@@ -118,7 +118,7 @@ void ManagerCore::patchSettings(const WeakUpload& weakUpload, const platform::Se
         request.onBadRequest = [weak, weakUpload, ccrToken](int status, Completion repeated) {
           if (const auto alive = weak.lock()) alive->recoverUpload(weakUpload, ccrToken, status, std::move(repeated));
         };
-        request.onBackOff = [weak, weakUpload, ccrToken](Completion repeated, std::int64_t delay) {
+        request.onBackOff = [weak, weakUpload, ccrToken](int, Completion repeated, std::int64_t delay) {
           const auto alive = weak.lock();
           const auto repeatedUpload = weakUpload.lock();
           if (alive == nullptr || repeatedUpload == nullptr) return;

@@ -273,7 +273,8 @@ void PendingChanges::confirm(const Upload& upload) {
 
 PendingChanges::Pause PendingChanges::beginPause() {
   state_ = State::paused;
-  return {refusalWait(++refusalsInRow_, platform_.secureRandom()), ++pauses_};
+  presentPause_ = ++pauses_;
+  return {refusalWait(++refusalsInRow_, platform_.secureRandom()), pauses_};
 }
 
 std::optional<PendingChanges::Pause> PendingChanges::refuse(const Upload& upload) {
@@ -281,11 +282,12 @@ std::optional<PendingChanges::Pause> PendingChanges::refuse(const Upload& upload
   return beginPause();
 }
 
-void PendingChanges::pauseIsOver(std::optional<std::uint64_t> number) {
+void PendingChanges::pauseIsOver(std::uint64_t number) {
   {
     const platform::MutexLock lock(patchLock_);
-    if (state_ != State::paused || (number && *number != pauses_)) return;
+    if (number == 0 || number != presentPause_) return;
     state_ = State::idle;
+    presentPause_ = 0;
   }
   askSenders();
 }

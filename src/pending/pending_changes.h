@@ -9,6 +9,7 @@
 // here in memory (`unsaved`) until it can be written or has reached the service.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <forward_list>
 #include <memory>
@@ -108,8 +109,10 @@ class PendingChanges : public std::enable_shared_from_this<PendingChanges> {
   void confirm(const Upload& upload) QLCZ_REQUIRES(patchLock_);
   // The upload ended with an error; its changes stay pending.
   [[nodiscard]] std::optional<Pause> refuse(const Upload& upload) QLCZ_REQUIRES(patchLock_);
-  // Ends the pause with that number, or any pause when none is given, and has what waits sent.
-  void pauseIsOver(std::optional<std::uint64_t> number) QLCZ_EXCLUDES(patchLock_);
+  // Returns the number of the pause that uploads make; 0 when they make none. Waits for nothing.
+  [[nodiscard]] std::uint64_t presentPause() const noexcept { return presentPause_.load(); }
+  // Ends the pause with that number and has what waits sent; without effect for another pause's number and for 0.
+  void pauseIsOver(std::uint64_t number) QLCZ_EXCLUDES(patchLock_);
 
   // To be taken just before the document is asked for, and kept until layers() was called for it.
   [[nodiscard]] std::shared_ptr<const Ticket> takeTicket() QLCZ_EXCLUDES(patchLock_);
@@ -142,6 +145,7 @@ class PendingChanges : public std::enable_shared_from_this<PendingChanges> {
   State state_ QLCZ_GUARDED_BY(patchLock_) = State::idle;
   std::uint64_t uploads_ QLCZ_GUARDED_BY(patchLock_) = 0;  // the number of the last one
   std::uint64_t pauses_ QLCZ_GUARDED_BY(patchLock_) = 0;
+  std::atomic<std::uint64_t> presentPause_{0};  // written under the patch lock
   std::int64_t refusalsInRow_ QLCZ_GUARDED_BY(patchLock_) = 0;
 
   // Changes that are in no file because the disk failed: those that wait, newer than the patch file; and those that

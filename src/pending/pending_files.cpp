@@ -38,6 +38,7 @@ bool PendingFiles::tryLock(std::vector<std::string>& concerns) {
   if (std::exchange(swept_, true)) return true;
   platform::removeStaleReplacements(files_, patchPath());
   platform::removeStaleReplacements(files_, sendingPath());
+  static_cast<void>(readSending());  // an earlier process may have moved it there a moment ago
   for (const std::string& path : {patchPath(), sendingPath()}) {
     const std::string concern = files_.concern(path);
     if (concern.empty()) continue;
@@ -62,16 +63,26 @@ PlistFileContent PendingFiles::read(const std::string& path, Seen& last, bool we
   return content;
 }
 
+PlistFileContent PendingFiles::readSending() {
+  const bool wasKnown = lastSending_ != nullptr;
+  PlistFileContent content = read(sendingPath(), lastSending_, sendingWentOn_);
+  if (!wasKnown && lastSending_ != nullptr) sendingNamesNeedFlush_ = true;
+  return content;
+}
+
 bool PendingFiles::flushNames() {
   if (isPlanted(PlantedBug::namesNotFlushed)) return true;
-  if (namesNeedFlush_) {
-    const std::string directory = platform::directoryOf(patchPath());
-    const std::string other = platform::directoryOf(sendingPath());
-    namesNeedFlush_ =
-        !files_.flushDirectory(directory).ok() || (other != directory && !files_.flushDirectory(other).ok());
+  const std::string directory = platform::directoryOf(patchPath());
+  const std::string other = platform::directoryOf(sendingPath());
+  if (namesNeedFlush_ || (sendingNamesNeedFlush_ && other == directory)) {
+    namesNeedFlush_ = !files_.flushDirectory(directory).ok();
   }
-  if (!namesNeedFlush_) moveNeedsFlush_ = false;
-  return !namesNeedFlush_;
+  if (sendingNamesNeedFlush_) {
+    sendingNamesNeedFlush_ = other == directory ? namesNeedFlush_ : !files_.flushDirectory(other).ok();
+  }
+  const bool isFlushed = !namesNeedFlush_ && !sendingNamesNeedFlush_;
+  if (isFlushed) moveNeedsFlush_ = false;
+  return isFlushed;
 }
 
 // True when something else may take the place of the file.
@@ -85,7 +96,7 @@ bool PendingFiles::setAsideIfDamaged(const std::string& path, const PlistFileCon
     std::string ignored;
     if (files_.read(aside, ignored).kind != platform::FileStatus::Kind::missing) continue;
     if (!files_.rename(path, aside).ok()) return false;
-    namesNeedFlush_ = moveNeedsFlush_ = true;
+    (path == patchPath() ? namesNeedFlush_ : sendingNamesNeedFlush_) = moveNeedsFlush_ = true;
     errors.push_back("A damaged file of pending changes was set aside as " + aside);
     return true;
   }
@@ -103,7 +114,7 @@ PlistFileWritten PendingFiles::write(const std::string& path, const Map& changes
       present.state == State::good ? std::string_view(present.bytes) : std::string_view();
   const PlistFileWritten written = writePlistFile(files_, path, changes, unchanged, present.bytes.size(), bytes);
   if (written == PlistFileWritten::unfit || written == PlistFileWritten::failed) return written;
-  if (written == PlistFileWritten::done) namesNeedFlush_ = true;
+  if (written == PlistFileWritten::done) (&last == &lastSending_ ? sendingNamesNeedFlush_ : namesNeedFlush_) = true;
   if (!flushNames()) return PlistFileWritten::failed;
   *seen = {State::good, changes, std::move(bytes)};
   last = std::move(seen);
@@ -119,7 +130,7 @@ PlistFileWritten PendingFiles::writePatch(const Map& changes, const PlistFileCon
 
 bool PendingFiles::promotePatch() {
   if (!files_.rename(patchPath(), sendingPath()).ok()) return false;
-  namesNeedFlush_ = moveNeedsFlush_ = true;
+  namesNeedFlush_ = sendingNamesNeedFlush_ = moveNeedsFlush_ = true;
   lastSending_ = std::move(lastPatch_);
   sendingWentOn_ = false;
   // Until the names are flushed a power cut may bring the patch file back under its old name, which loses nothing.
@@ -148,7 +159,7 @@ void PendingFiles::removePatch() {
 void PendingFiles::removeSending() {
   sendingWentOn_ = files_.remove(sendingPath()).kind == platform::FileStatus::Kind::unavailable;
   if (sendingWentOn_) return;
-  namesNeedFlush_ = true;
+  sendingNamesNeedFlush_ = true;
   lastSending_ = nullptr;
 }
 

@@ -41,7 +41,7 @@ class PendingFiles {
   // What cannot be read now is given as it was last seen. A file whose content went on, to the sending file or to the
   // service, and that could not be removed has an empty map.
   [[nodiscard]] PlistFileContent readPatch() { return read(patchPath(), lastPatch_, patchWentOn_); }
-  [[nodiscard]] PlistFileContent readSending() { return read(sendingPath(), lastSending_, sendingWentOn_); }
+  [[nodiscard]] PlistFileContent readSending();
 
   // The sending file as it was last seen.
   [[nodiscard]] Map lastSending() const noexcept { return lastSending_ == nullptr ? Map() : lastSending_->map; }
@@ -84,7 +84,10 @@ class PendingFiles {
   Seen lastPatch_;
   Seen lastSending_;
   bool swept_ = false;
-  bool namesNeedFlush_ = true;  // an earlier process may have left some
+  // Whether names changed in the directory of the patch file, and in that of the sending file if it is another one,
+  // which counts from the moment on at which it holds that file. An earlier process may have left some.
+  bool namesNeedFlush_ = true;
+  bool sendingNamesNeedFlush_ = false;
   bool patchWentOn_ = false;
   bool sendingWentOn_ = false;
   // A file was moved away from its name. The name must not be used again before that is durable: a power cut could keep

@@ -58,8 +58,29 @@ HeaderMap withToken(HeaderMap headers, std::string_view ccrToken) {
   return headers;
 }
 
+// The transaction id of a reply as a log line shows it: 64 visible ASCII characters at most, others as "?". "unknown"
+// for a reply without one, and for one that contains the token.
+std::string shownTransaction(const platform::HeaderList& headers, std::string_view token) {
+  constexpr std::size_t longest = 64;
+  const std::string* transaction = headerValue(headers, "x-transaction");
+  if (transaction == nullptr || (!token.empty() && transaction->find(token) != std::string::npos)) return "unknown";
+  std::string shown = transaction->substr(0, longest);
+  std::replace_if(
+      shown.begin(), shown.end(), [](char c) { return c <= ' ' || c >= 0x7F; }, '?');
+  return shown;
+}
+
+// The bearer token of a request (RFC 6750), for looking whether a reply echoes it.
+platform::Secret tokenOf(const HeaderMap& headers) {
+  constexpr std::string_view scheme = "Bearer ";
+  const auto field = headers.find("Authorization");
+  if (field == headers.end() || !field->second.starts_with(scheme)) return {};
+  return platform::Secret(field->second.substr(scheme.size()));
+}
+
 template <typename TextCompletion>
-void handleOutcome(platform::Platform& platform, const HttpOutcome& outcome, const TextCompletion& complete) {
+void handleOutcome(platform::Platform& platform, const HttpOutcome& outcome, const platform::Secret& token,
+                   const TextCompletion& complete) {
   if (!outcome.head) {
     complete({}, 0, std::nullopt, QLMError::networkError);
     platform.log().process("QLMNetworkRequest: Error " + outcome.failure.value_or("unknown") +
@@ -67,8 +88,7 @@ void handleOutcome(platform::Platform& platform, const HttpOutcome& outcome, con
     return;
   }
   const platform::HttpReplyHead& head = *outcome.head;
-  const std::string* transaction = headerValue(head.headers, "x-transaction");
-  const std::string transactionText = transaction == nullptr ? "unknown" : *transaction;
+  const std::string transactionText = shownTransaction(head.headers, token.text());
   if (outcome.failure) {
     platform.log().process("QLMNetworkRequest: Error " + *outcome.failure + " Transaction " + transactionText);
     complete({}, head.status, std::nullopt, QLMError::networkError);
@@ -149,9 +169,8 @@ void QLCNetworkRequest::requestText(const std::string& url, const std::string& m
   platform_.log().write({LogDestination::platformDefault, LogLevel::info, {}, {}, line});
 
   platform_.http().send(std::move(request),
-                        [&platform = platform_, completion = std::move(completion)](const HttpOutcome& outcome) {
-                          handleOutcome(platform, outcome, completion);
-                        });
+                        [&platform = platform_, token = tokenOf(headers), completion = std::move(completion)](
+                            const HttpOutcome& outcome) { handleOutcome(platform, outcome, token, completion); });
 }
 
 }  // namespace qlczephra

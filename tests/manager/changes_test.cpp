@@ -305,6 +305,28 @@ TEST_F(ChangesTest, TheSendingFileStandsBesideThePatchFileUnlessTheDirectoryHasT
   }
 }
 
+TEST_F(ChangesTest, AChangeIsDurableWhereTheFolderOfTheSendingFileIsMissing) {
+  world.world.disk().makeDirectory("/b.plist");
+  givenSettings();
+  world.manager->setPatchFilePath("/b.plist/patch.plist");
+  world.manager->setStringValue("common.name", "new");
+  world.world.end(sim::World::End::powerCut);
+  EXPECT_EQ(stored("/b.plist/patch.plist"), R"({"common":{"name":"new"}})");
+}
+
+// A token that came before a pause began does not end it.
+TEST_F(ChangesTest, TheTokenThatAnUploadWasSentWithDoesNotEndItsPause) {
+  givenSettings();
+  world.manager->clearCCRToken();
+  world.runUntilIdle();
+  world.givenJitter(longest);
+  world.givenProviderAnswers(nullptr, std::nullopt);
+  const std::size_t before = world.provider->asked.size();
+  world.manager->setStringValue("common.name", "new");
+  world.advance(milliseconds(500));
+  EXPECT_EQ(world.provider->asked.size(), before + 1);
+}
+
 TEST_F(ChangesTest, WhatTheFormatCannotHoldIsAppliedAndNeitherKeptNorSent) {
   givenSettings();
   world.manager->setSettingValue("common.name", nullptr);

@@ -113,6 +113,20 @@ TEST(Fetch, ConditionIsTheTagOfTheDocumentInUse) {
   }
 }
 
+// A server may refuse a request for the size of its fields, and that of a tag is its own choice.
+TEST(Fetch, AHugeTagIsNotSentBackAndOneThatIsRefusedIsLeftOut) {
+  ManagerWorld world;
+  world.whenServiceAnswers(
+      {Answer(200).tag('"' + std::string(1023, 'x') + '"'), Answer(200).tag("\"small\""), 431, 200});
+  world.fetched();
+  world.fetched();
+  EXPECT_EQ(world.sentHeader("If-None-Match"), std::nullopt);
+  EXPECT_EQ(world.fetched(), "success");
+  EXPECT_EQ(world.requests().size(), 4U);
+  EXPECT_THAT(world.requests()[2].request.headers, testing::Contains(testing::Pair("If-None-Match", "\"small\"")));
+  EXPECT_EQ(world.sentHeader("If-None-Match"), std::nullopt);
+}
+
 TEST(Fetch, RepliesThatChangeNothing) {
   struct Case {
     Answer answer;

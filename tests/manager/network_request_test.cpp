@@ -9,6 +9,7 @@
 
 #include "sim/world.h"
 #include "tests/support/json_literal.h"
+#include "tests/support/secret_token.h"
 
 namespace qlczephra::test {
 namespace {
@@ -180,6 +181,22 @@ TEST_F(NetworkRequest, StatusTagAndTransactionOfAReply) {
   EXPECT_EQ(failed.body, mapFromJson(R"({"why": "x"})")) << "no status is a failure here";
   EXPECT_THAT(processLines(), ElementsAre("QLMNetworkRequest: Status 304 Transaction t1",
                                           "QLMNetworkRequest: Status 500 Transaction unknown"));
+}
+
+TEST_F(NetworkRequest, ATransactionIdCannotFillTheLogOrShowTheToken) {
+  struct Case {
+    std::string sent, shown;
+  };
+  const Case cases[] = {{std::string(100, 'x'), std::string(64, 'x')},
+                        {"a\x1B[31m b\xC3\xA9", "a?[31m?b??"},
+                        {std::string("id-") + test::secretToken, "unknown"}};
+  for (const Case& c : cases) {
+    reply = {500, {{"x-transaction", c.sent}}, ""};
+    request.request(url, "GET", std::nullopt, test::secretToken, std::nullopt, recording());
+    world.runUntilIdle();
+    ASSERT_THAT(processLines(), testing::Not(IsEmpty()));
+    EXPECT_EQ(processLines().back(), "QLMNetworkRequest: Status 500 Transaction " + c.shown);
+  }
 }
 
 TEST_F(NetworkRequest, FailedTransfers) {
