@@ -18,7 +18,7 @@ namespace qlczephra {
 namespace platform {
 class Platform;
 }
-class ManagerCore;
+class ServiceCall;
 
 // What kept a request from getting an HTTP reply.
 enum class QLMError : std::uint8_t {
@@ -73,7 +73,7 @@ class QLCZEPHRA_EXPORT QLCNetworkRequest {
                        const std::string& ccrToken, const std::optional<Map>& params, RequestCompletion completion);
 
  private:
-  friend class ManagerCore;
+  friend class ServiceCall;
   // The body as it came, whatever it is; empty without an HTTP reply.
   using TextCompletion = std::function<void(const std::string& body, int status, std::optional<std::string> eTag,
                                             std::optional<QLMError> error)>;

@@ -1,122 +1,117 @@
 #include "manager/manager_core.h"
 
+#include <memory>
 #include <utility>
+#include <vector>
 
+#include "calls/push_registration.h"
+#include "calls/settings_fetch.h"
+#include "document/patch.h"
 #include "platform/plist/plist.h"
+#include "platform/replace_file.h"
+#include "state/plist_file.h"
+#include "value/block_arena.h"
 
 namespace qlczephra {
 
-namespace {
-
-constexpr const char* requestQueueLabel = "com.quellin.qlczephra.requests-queue";
-
-}  // namespace
-
-std::shared_ptr<ManagerCore> WeakCore::lock() const noexcept {
-  auto core = core_.lock();
-  return core != nullptr && !core->isClosed() ? core : nullptr;
-}
-
-ManagerCore::ManagerCore(std::shared_ptr<QLCAppInfo> appInfo,
-                         std::shared_ptr<QLCServicesURLsProviderProtocol> urlsProvider,
-                         const std::shared_ptr<QLCZephraAuthenticationDelegate>& authDelegate,
-                         platform::Platform& platform)
-    : platform_(platform),
-      log_(platform.log()),
-      appInfo_(std::move(appInfo)),
-      urlsProvider_(std::move(urlsProvider)),
-      authDelegate_(authDelegate),
-      networkRequest_(platform),
-      currentSettings_(platform),
-      statusHandling_(platform) {}
-
-platform::SerialQueue& ManagerCore::queue() {
-  const platform::MutexLock lock(fieldsMutex_);
-  if (queue_ == nullptr) queue_ = platform_.makeSerialQueue(requestQueueLabel);
-  return *queue_;
-}
-
-std::optional<platform::Secret> ManagerCore::ccrToken() const {
-  const platform::MutexLock lock(fieldsMutex_);
-  return ccrToken_;
-}
-
-void ManagerCore::setCcrToken(std::optional<platform::Secret> token) {
-  std::shared_ptr<PendingChanges> changes;
-  {
-    const platform::MutexLock lock(fieldsMutex_);
-    ccrToken_ = std::move(token);
-    changes = pendingChanges_;
-  }
-  // The pause of this moment: one that begins later knows the token already.
-  const std::uint64_t pause = changes == nullptr ? 0 : changes->presentPause();
-  if (pause == 0) return;
-  // On the queue: an upload that may go on now works on files, and a setter does not.
-  queue().post([weak = weak(), changes, pause] {
-    if (weak.lock() != nullptr) changes->pauseIsOver(pause);
-  });
-}
-
-void ManagerCore::close() noexcept {
-  closed_.store(true);
-  std::shared_ptr<Upload> orphan;
-  const platform::MutexLock lock(fieldsMutex_);
-  orphan.swap(upload_);
-}
-
-std::optional<std::string> ManagerCore::localFilePath() const {
-  const platform::MutexLock lock(fieldsMutex_);
-  return localFilePath_.text();
-}
-
-void ManagerCore::setLocalFilePath(const std::optional<std::string>& path) {
-  const platform::MutexLock lock(fieldsMutex_);
-  if (localFilePath_ != path) localFileSwept_ = localFileSeen_ = false;
-  localFilePath_ = path;
-}
-
-std::optional<std::string> ManagerCore::patchFilePath() const {
-  const platform::MutexLock lock(fieldsMutex_);
-  return patchFilePath_.text();
-}
-
-void ManagerCore::setPatchFilePath(const std::optional<std::string>& path) {
-  std::shared_ptr<PendingChanges> left;  // goes after the lock
-  const platform::MutexLock lock(fieldsMutex_);
-  if (patchFilePath_ == path) return;
-  patchFilePath_ = path;
-  left.swap(pendingChanges_);
-}
-
-std::shared_ptr<PendingChanges> ManagerCore::pendingChanges() {
-  SharedText path;
-  {
-    const platform::MutexLock lock(fieldsMutex_);
-    if (pendingChanges_ != nullptr) return pendingChanges_;
-    path = patchFilePath_;
-  }
-  auto changes = PendingChanges::at(platform_, path);
-  if (changes->hasFiles()) changes->addSender(shared_from_this());
-  const platform::MutexLock lock(fieldsMutex_);
-  if (!(patchFilePath_ == path)) return changes;
-  // Another thread may have come first; without files each call makes an object, and its lock must be one.
-  if (pendingChanges_ == nullptr) pendingChanges_ = std::move(changes);
-  return pendingChanges_;
-}
-
 void ManagerCore::setCurrentSettings(std::optional<Map> settings) {
   if (settings && settings->nesting() > plist::maximumNesting) {
-    log_.error("Settings that are nested too deep were refused");
+    log().error("Settings that are nested too deep were refused");
     return;
   }
   const auto changes = pendingChanges();
   const platform::MutexLock lock(changes->patchLock());
+  setDocumentTag(std::nullopt);  // it spoke of the settings that go now
+  this->settings().publish(std::move(settings));
+}
+
+std::optional<Map> ManagerCore::loadSettings(const std::string& path, PendingChanges& changes,
+                                             std::vector<std::string>& errors) {
+  platform::FileStore& files = platform().files();
+  // The lock is tried for each time; what its last owner left is swept once.
+  if (changes.tryLock(errors) && !localFileSwept_.exchange(true)) platform::removeStaleReplacements(files, path);
+  PlistFileContent content;
   {
-    // The tag spoke of the settings that go now.
-    const platform::MutexLock fields(fieldsMutex_);
-    documentTag_.reset();
+    const BlockArena arena;  // for a tree that is replaced whole
+    content = readPlistFile(files, path);
   }
-  currentSettings_.publish(std::move(settings));
+  if (content.state != PlistFileContent::State::good) return std::nullopt;
+  // The file may be older than the changes: its own replacement may have failed where theirs did not.
+  const PendingChanges::Layers layers = changes.layers(PendingChanges::Ticket{});
+  return document::applyPatch(document::applyPatch(content.map, layers.sending), layers.patch);
+}
+
+void ManagerCore::updateLocalSettings() {
+  const auto path = localFilePath();
+  if (!path) log().process("QLCZephraManager error: Local file path not set");
+  const auto changes = pendingChanges();
+  std::vector<std::string> errors;
+  {
+    const platform::MutexLock lock(changes->patchLock());
+    auto loaded = path ? loadSettings(*path, *changes, errors) : std::nullopt;
+    setDocumentTag(std::nullopt);  // what the file holds need not be the document that it speaks of
+    settings().publish(std::move(loaded));
+  }
+  for (const std::string& error : errors) log().error(error);
+  if (path && !localFileSeen_.exchange(true)) {
+    const std::string concern = platform().files().concern(*path);
+    if (!concern.empty()) log().error("The local settings file is not this process's alone, " + concern);
+  }
+  changes->pauseIsOver(changes->presentPause());
+  sendFrom(changes);
+}
+
+void ManagerCore::setSettingValue(std::string_view path, const Value& value) {
+  log().info("Will update " + std::string(path) + " setting in zephra");
+  if (const char* reason = document::whyTooLarge(path, value)) {
+    log().error("A change was refused, " + std::string(reason) + ": " + std::string(path.substr(0, 200)));
+    return;
+  }
+  const auto changes = pendingChanges();
+  if (!changes->hasFiles()) {
+    log().error("Patch file path not usable, change refused: " + patchFilePath().value_or("(not set)"));
+    return;
+  }
+  const auto localPath = localFilePath();
+  const Map change = document::makePatch(path, value);
+  std::vector<std::string> errors;
+  PendingChanges::Start start;
+  bool accepted = false;
+  {
+    const platform::MutexLock lock(changes->patchLock());
+    if (const auto recorded = changes->record(change, errors)) {
+      if (const auto before = settings().revision()) {
+        const bool liesThere = recorded->grownFrom != 0 && recorded->grownFrom == before->settledPatch;
+        const document::PatchedTree patched = liesThere ? document::layChange(before->tree, recorded->patch, change)
+                                                        : document::layPatch(before->tree, recorded->patch);
+        settings().publish(patched.tree, patched.isSettled ? recorded->number : 0);
+        if (localPath) storeSettings(*localPath, patched.tree, before->tree);
+      }
+      start = changes->startUpload(*this, errors);
+      accepted = true;
+    }
+  }
+  for (const std::string& error : errors) log().error(error);
+  if (!accepted) return;
+  if (!localPath) log().process("Error: Local file path not set");
+  carryOn(changes, std::move(start));
+}
+
+void ManagerCore::clearCCRToken() {
+  queue().postBarrier([weak = weak_from_this(), log = log()] {
+    log.info("Clearing CCR token");
+    const auto client = weak.lock();
+    if (client != nullptr && !client->isClosed()) client->setCcrToken(std::nullopt);
+  });
+}
+
+void ManagerCore::fetchRemoteSettings(Completion completion) {
+  SettingsFetch::beginForHost(shared_from_this(), std::move(completion));
+}
+
+void ManagerCore::setPNSID(std::string id, Completion completion) {
+  log().info("Will update PNS id in zephra");
+  ServiceCall::begin(std::make_shared<PushRegistration>(shared_from_this(), std::move(id), std::move(completion)));
 }
 
 }  // namespace qlczephra

@@ -127,7 +127,7 @@ void PendingChanges::addSender(const std::shared_ptr<ChangesSender>& sender) {
   senders_.insert_after(last, sender);
 }
 
-void PendingChanges::askSenders() {
+void PendingChanges::askSenders(const ChangesSender* without) {
   std::forward_list<std::weak_ptr<ChangesSender>> senders;
   {
     const platform::MutexLock lock(patchLock_);
@@ -135,7 +135,7 @@ void PendingChanges::askSenders() {
   }
   for (const auto& weak : senders) {
     const auto sender = weak.lock();
-    if (sender != nullptr && sender->sendPending(*this)) return;
+    if (sender != nullptr && sender.get() != without && sender->sendPending(*this)) return;
   }
 }
 
@@ -234,8 +234,14 @@ std::optional<Map> PendingChanges::prepareSending(const PlistFileContent& sendin
   return toSend;
 }
 
-PendingChanges::Start PendingChanges::startUpload(std::vector<std::string>& errors) {
-  if (!files_ || (state_ != State::idle && !isPlanted(PlantedBug::secondUpload))) return {};
+bool PendingChanges::mayStart(const ChangesSender& sender) const {
+  if (state_ == State::idle || isPlanted(PlantedBug::secondUpload)) return true;
+  if (state_ != State::inFlight) return false;
+  return returnedUpload_ == uploads_ || (isOffered_ && uploader_ != &sender);
+}
+
+PendingChanges::Start PendingChanges::startUpload(const ChangesSender& sender, std::vector<std::string>& errors) {
+  if (!files_ || !mayStart(sender)) return {};
   if (!files_->tryLock(errors)) {
     if (!std::exchange(isElsewhere_, true)) {
       errors.push_back("Another process has the files of pending changes, nothing is sent: " + files_->patchPath());
@@ -256,7 +262,25 @@ PendingChanges::Start PendingChanges::startUpload(std::vector<std::string>& erro
   if (toSend->empty()) return {};
   counted_ = nullptr;
   state_ = State::inFlight;
+  uploader_ = &sender;
+  isOffered_ = false;
   return {std::make_shared<Upload>(shared_from_this(), ++uploads_, *std::move(toSend)), std::nullopt};
+}
+
+bool PendingChanges::keepUpload(const Upload& upload) {
+  const platform::MutexLock lock(patchLock_);
+  if (state_ != State::inFlight || upload.number != uploads_) return false;
+  isOffered_ = false;
+  return true;
+}
+
+void PendingChanges::offerUpload(const Upload& upload, const ChangesSender& sender) {
+  {
+    const platform::MutexLock lock(patchLock_);
+    if (state_ != State::inFlight || upload.number != uploads_) return;
+    isOffered_ = true;
+  }
+  askSenders(&sender);
 }
 
 void PendingChanges::confirm(const Upload& upload) {
@@ -292,9 +316,17 @@ void PendingChanges::pauseIsOver(std::uint64_t number) {
   askSenders();
 }
 
+void PendingChanges::dropPause(std::uint64_t number) noexcept {
+  const platform::MutexLock lock(patchLock_);
+  if (number == 0 || number != presentPause_) return;
+  state_ = State::idle;
+  presentPause_ = 0;
+}
+
 void PendingChanges::claimReturned(std::uint64_t upload) {
+  returnedUpload_ = upload;
   // On a worker: the last holder may be a host that lets its manager go, and it must not wait for the lock. Without the
-  // memory for it the changes wait for the next process.
+  // memory for it the next change or document sends what waits.
   try {
     platform_.workers().post([self = shared_from_this(), upload] {
       {
@@ -304,7 +336,7 @@ void PendingChanges::claimReturned(std::uint64_t upload) {
       }
       self->askSenders();
     });
-  } catch (const std::bad_alloc&) {
+  } catch (const std::exception&) {
   }
 }
 

@@ -103,8 +103,13 @@ class PendingChanges : public std::enable_shared_from_this<PendingChanges> {
     std::shared_ptr<Upload> upload;  // null when nothing waits, an upload is in flight, or uploads are paused
     std::optional<Pause> pause;      // a pause that began now, because the files could not be used
   };
-  // Moves all that waits into the sending file and claims the upload of it.
-  [[nodiscard]] Start startUpload(std::vector<std::string>& errors) QLCZ_REQUIRES(patchLock_);
+  // Moves all that waits into the sending file and claims the upload of it for `sender`.
+  [[nodiscard]] Start startUpload(const ChangesSender& sender, std::vector<std::string>& errors)
+      QLCZ_REQUIRES(patchLock_);
+  // Returns whether an upload is still its sender's to go on with, which it then does.
+  [[nodiscard]] bool keepUpload(const Upload& upload) QLCZ_EXCLUDES(patchLock_);
+  // The sender's host has not answered for long: lets another sender, now or later, upload in its place.
+  void offerUpload(const Upload& upload, const ChangesSender& sender) QLCZ_EXCLUDES(patchLock_);
   // The service has the changes of `upload`.
   void confirm(const Upload& upload) QLCZ_REQUIRES(patchLock_);
   // The upload ended with an error; its changes stay pending.
@@ -113,6 +118,9 @@ class PendingChanges : public std::enable_shared_from_this<PendingChanges> {
   [[nodiscard]] std::uint64_t presentPause() const noexcept { return presentPause_.load(); }
   // Ends the pause with that number and has what waits sent; without effect for another pause's number and for 0.
   void pauseIsOver(std::uint64_t number) QLCZ_EXCLUDES(patchLock_);
+
+  // Ends the pause with that number and asks nobody to send. Needs no memory.
+  void dropPause(std::uint64_t number) noexcept QLCZ_EXCLUDES(patchLock_);
 
   // To be taken just before the document is asked for, and kept until layers() was called for it.
   [[nodiscard]] std::shared_ptr<const Ticket> takeTicket() QLCZ_EXCLUDES(patchLock_);
@@ -130,7 +138,9 @@ class PendingChanges : public std::enable_shared_from_this<PendingChanges> {
   [[nodiscard]] std::optional<Map> prepareSending(const PlistFileContent& sending, const PlistFileContent& patch,
                                                   std::vector<std::string>& errors) QLCZ_REQUIRES(patchLock_);
   [[nodiscard]] Pause beginPause() QLCZ_REQUIRES(patchLock_);
-  void askSenders() QLCZ_EXCLUDES(patchLock_);
+  // Asks one of the senders but `without` to send.
+  void askSenders(const ChangesSender* without = nullptr) QLCZ_EXCLUDES(patchLock_);
+  [[nodiscard]] bool mayStart(const ChangesSender& sender) const QLCZ_REQUIRES(patchLock_);
   void complainOnce(std::vector<std::string>& errors) QLCZ_REQUIRES(patchLock_);
 
   platform::Mutex patchLock_;
@@ -143,7 +153,10 @@ class PendingChanges : public std::enable_shared_from_this<PendingChanges> {
   bool outage_ QLCZ_GUARDED_BY(patchLock_) = false;
   bool isElsewhere_ QLCZ_GUARDED_BY(patchLock_) = false;  // another process has the files, and that was told
   State state_ QLCZ_GUARDED_BY(patchLock_) = State::idle;
-  std::uint64_t uploads_ QLCZ_GUARDED_BY(patchLock_) = 0;  // the number of the last one
+  std::uint64_t uploads_ QLCZ_GUARDED_BY(patchLock_) = 0;                // the number of the last one
+  const ChangesSender* uploader_ QLCZ_GUARDED_BY(patchLock_) = nullptr;  // of the last one; only to be compared
+  bool isOffered_ QLCZ_GUARDED_BY(patchLock_) = false;                   // the upload in flight, to other senders
+  std::atomic<std::uint64_t> returnedUpload_{0};  // the last one whose claim came back without an outcome
   std::uint64_t pauses_ QLCZ_GUARDED_BY(patchLock_) = 0;
   std::atomic<std::uint64_t> presentPause_{0};  // written under the patch lock
   std::int64_t refusalsInRow_ QLCZ_GUARDED_BY(patchLock_) = 0;

@@ -18,4 +18,9 @@ ErrorRef errorWithCode(ZephraErrorCode code, int serverResponseCode) {
                                  "Bad zephra response: code - " + std::to_string(serverResponseCode));
 }
 
+const ErrorRef& outOfMemoryError() {
+  static const ErrorRef& error = *new ErrorRef(errorWithCode(ZephraErrorCode::unexpectedResponse, 0));
+  return error;
+}
+
 }  // namespace qlczephra

@@ -11,4 +11,7 @@ namespace qlczephra {
 // With the description "Bad zephra response: code - <status>".
 [[nodiscard]] ErrorRef errorWithCode(ZephraErrorCode code, int serverResponseCode);
 
+// What ends a call for which there is no memory: `unexpectedResponse` with status 0. Made with the first call.
+[[nodiscard]] const ErrorRef& outOfMemoryError();
+
 }  // namespace qlczephra

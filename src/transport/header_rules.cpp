@@ -24,4 +24,10 @@ bool survivesAsFieldValue(std::string_view text) noexcept {
   return isFieldValue(text) && (text.empty() || (!isBlank(text.front()) && !isBlank(text.back())));
 }
 
+std::optional<std::string> sendableTag(std::optional<std::string> eTag) {
+  constexpr std::size_t longestTag = 1024;
+  if (eTag && (eTag->empty() || eTag->size() > longestTag || !survivesAsFieldValue(*eTag))) return std::nullopt;
+  return eTag;
+}
+
 }  // namespace qlczephra::transport

@@ -2,6 +2,8 @@
 // into a request.
 #pragma once
 
+#include <optional>
+#include <string>
 #include <string_view>
 
 namespace qlczephra::transport {
@@ -14,5 +16,9 @@ namespace qlczephra::transport {
 
 // A header value that comes out of a message the way it went in: besides, no blanks around it.
 [[nodiscard]] bool survivesAsFieldValue(std::string_view text) noexcept;
+
+// Returns an entity tag that can go back byte for byte (RFC 9110 section 8.8.3); nullopt for one that cannot, or that
+// is longer than 1 KB, since servers refuse requests with large header fields.
+[[nodiscard]] std::optional<std::string> sendableTag(std::optional<std::string> eTag);
 
 }  // namespace qlczephra::transport

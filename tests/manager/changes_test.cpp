@@ -584,6 +584,42 @@ TEST_F(ChangesTest, ManagersOnTheSameFilesShareOneUpload) {
   EXPECT_EQ(world.world.network().mostInFlight("PATCH", ManagerWorld::settingsURL), 1U);
 }
 
+// A host that never gives one manager its token must not keep the changes of all from the service.
+TEST_F(ChangesTest, AnUploadThatWaitsForItsHostPassesToAnotherManager) {
+  for (const bool otherComesLater : {false, true}) {
+    ManagerWorld w;
+    w.fetched();
+    w.manager->clearCCRToken();
+    w.runUntilIdle();
+    const auto other = w.makeManager();
+    const auto join = [&] {
+      other->setPatchFilePath(ManagerWorld::patchFile);
+      other->updateLocalSettings();
+    };
+    if (!otherComesLater) join();
+    QLCZephraAuthenticationDelegate::CredentialsCallback late;
+    w.givenDelegate([&](const auto& callback) {
+      late = callback;
+      w.givenDelegateAnswers("token");
+    });
+    const std::size_t before = w.requests().size();
+    w.manager->setBoolValue("common.on", true);
+    w.advance(milliseconds(9900));
+    EXPECT_EQ(w.requests().size(), before);
+    w.advance(milliseconds(200));
+    if (otherComesLater) join();
+    w.advance(seconds(1));
+    ASSERT_EQ(w.requests().size(), before + 1) << otherComesLater;
+    EXPECT_EQ(w.storedMap(ManagerWorld::sendingFile), std::nullopt);
+    late("late", nullptr);
+    w.runUntilIdle();
+    EXPECT_EQ(w.requests().size(), before + 1) << "the old answer sends nothing";
+    w.manager->setBoolValue("common.on", false);
+    w.runUntilIdle();
+    EXPECT_EQ(w.requests().size(), before + 2);
+  }
+}
+
 TEST_F(ChangesTest, TheUploadOfAManagerThatIsGoneIsSentAgainOnceItsTransferHasEnded) {
   givenSettings();
   const auto survivor = world.makeManager();

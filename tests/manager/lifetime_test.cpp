@@ -132,6 +132,18 @@ TEST(Lifetime, ManagerMayGoInsideItsOwnCompletion) {
   EXPECT_EQ(call.result(), "unauthorized");
 }
 
+TEST(Lifetime, AManagerThatGoesInABackOffTakesItsCompletionsAlong) {
+  ManagerWorld world;
+  world.whenServiceAlwaysAnswers(429);
+  const auto held = std::make_shared<int>(0);
+  world.manager->fetchRemoteSettings([held](const ErrorRef&) {});
+  world.manager->setPNSID("id", [held](const ErrorRef&) {});
+  world.advance(std::chrono::seconds(5));
+  EXPECT_EQ(held.use_count(), 3);
+  world.manager.reset();
+  EXPECT_EQ(held.use_count(), 1);
+}
+
 // The completion that a manager still holds is the host's, and may be the last to hold the manager.
 TEST(Lifetime, ACompletionThatOwnsTheManagerIsFreed) {
   ManagerWorld world;
