@@ -79,13 +79,11 @@ void ManagerCore::setSettingValue(std::string_view path, const Value& value) {
   bool accepted = false;
   {
     const platform::MutexLock lock(changes->patchLock());
-    if (const auto recorded = changes->record(change, errors)) {
-      if (const auto before = settings().revision()) {
-        const bool liesThere = recorded->grownFrom != 0 && recorded->grownFrom == before->settledPatch;
-        const document::PatchedTree patched = liesThere ? document::layChange(before->tree, recorded->patch, change)
-                                                        : document::layPatch(before->tree, recorded->patch);
-        settings().publish(patched.tree, patched.isSettled ? recorded->number : 0);
-        if (localPath) storeSettings(*localPath, patched.tree, before->tree);
+    if (const auto patch = changes->record(change, errors)) {
+      if (const auto before = settings().tree()) {
+        const Map patched = document::applyPatch(*before, *patch);
+        settings().publish(patched);
+        if (localPath) storeSettings(*localPath, patched, before);
       }
       start = changes->startUpload(*this, errors);
       accepted = true;

@@ -11,12 +11,12 @@
 #include <utility>
 
 #include "document/merge.h"
-#include "document/patch.h"
 #include "platform/planted_bug.h"
 #include "platform/plist/plist.h"
 #include "platform/replace_file.h"
 #include "transport/backoff.h"
 #include "value/limits.h"
+#include "value/value_size.h"
 
 namespace qlczephra {
 
@@ -141,21 +141,12 @@ void PendingChanges::askSenders(const ChangesSender* without) {
 
 // ---- changes
 
-namespace {
-
-std::uint64_t nextNumber() noexcept {
-  static std::atomic<std::uint64_t> last{0};
-  return last.fetch_add(1, std::memory_order_relaxed) + 1;
-}
-
-}  // namespace
-
 void PendingChanges::complainOnce(std::vector<std::string>& errors) {
   if (std::exchange(outage_, true)) return;
   errors.push_back("The files of pending changes cannot be used, changes are kept in memory: " + files_->patchPath());
 }
 
-std::optional<PendingChanges::Recorded> PendingChanges::record(const Map& change, std::vector<std::string>& errors) {
+std::optional<Map> PendingChanges::record(const Map& change, std::vector<std::string>& errors) {
   if (!files_) return std::nullopt;
   if (!files_->tryLock(errors)) {
     errors.push_back("Another process has the files of pending changes, change refused: " + files_->patchPath());
@@ -171,13 +162,9 @@ std::optional<PendingChanges::Recorded> PendingChanges::record(const Map& change
 #endif
   // What an upload that failed could not have saved either is older than the patch file.
   const Map older = state_ == State::inFlight ? Map() : unsavedSending_;
-  const Map before = deepMerging(deepMerging(older, patch.map), unsaved_);
-  const Map combined = deepMerging(before, change);
-  if (counted_ == nullptr) counted_ = std::make_unique<Counted>();
-  if (counted_->waiting.take(before)) counted_->number = 0;
-  counted_->sent.take(deepMerging(files_->lastSending(), unsavedSending_));
-  const TotalSize waiting = document::sizeOfMerged(counted_->waiting.size, before, change);
-  const TotalSize sent = counted_->sent.size;
+  const Map combined = deepMerging(deepMerging(deepMerging(older, patch.map), unsaved_), change);
+  const ValueSize waiting = valueSizeOf(combined);
+  const ValueSize sent = valueSizeOf(deepMerging(files_->lastSending(), unsavedSending_));
   if (waiting.values + sent.values > limits::pendingValues || waiting.bytes + sent.bytes > limits::pendingBytes) {
     errors.push_back("Too many changes are pending, change refused: " + files_->patchPath());
     return std::nullopt;
@@ -201,10 +188,7 @@ std::optional<PendingChanges::Recorded> PendingChanges::record(const Map& change
       // Applied and not uploaded; what waited before stays as it was.
       break;
   }
-  const Recorded recorded{combined, nextNumber(), counted_->number};
-  counted_->waiting = {combined, waiting};
-  counted_->number = recorded.number;
-  return recorded;
+  return combined;
 }
 
 // ---- uploads
@@ -260,7 +244,6 @@ PendingChanges::Start PendingChanges::startUpload(const ChangesSender& sender, s
   }
   if (!toSend) return {nullptr, beginPause()};
   if (toSend->empty()) return {};
-  counted_ = nullptr;
   state_ = State::inFlight;
   uploader_ = &sender;
   isOffered_ = false;
@@ -287,7 +270,6 @@ void PendingChanges::confirm(const Upload& upload) {
   if (state_ != State::inFlight || upload.number != uploads_) return;
   files_->removeSending();
   unsavedSending_ = Map();
-  counted_ = nullptr;
   state_ = State::idle;
   refusalsInRow_ = 0;
   for (const auto& weak : tickets_) {

@@ -23,7 +23,6 @@
 #include "platform/platform.h"
 #include "qlczephra/value.h"
 #include "state/shared_text.h"
-#include "value/counted_map.h"
 
 namespace qlczephra {
 
@@ -83,15 +82,10 @@ class PendingChanges : public std::enable_shared_from_this<PendingChanges> {
     return files_ && files_->tryLock(errors);
   }
 
-  // The whole patch map with a change that was recorded, which is to be laid over the settings.
-  struct Recorded {
-    Map patch;
-    std::uint64_t number;     // no other that was ever recorded in this process has it
-    std::uint64_t grownFrom;  // of the patch map to which nothing but the change was added; 0 when that is not known
-  };
-  // Adds one change to the patch file. None, and a line among the errors, when the change is refused: another process
-  // has the files, or too much is pending.
-  [[nodiscard]] std::optional<Recorded> record(const Map& change, std::vector<std::string>& errors)
+  // Adds one change to the patch file and returns the whole patch map, which is to be laid over the settings. Returns
+  // nullopt, and a line among the errors, when the change is refused: another process has the files, or too much is
+  // pending.
+  [[nodiscard]] std::optional<Map> record(const Map& change, std::vector<std::string>& errors)
       QLCZ_REQUIRES(patchLock_);
 
   // Uploads stand still for `seconds`, after which pauseIsOver() is to be called with `number`.
@@ -165,15 +159,6 @@ class PendingChanges : public std::enable_shared_from_this<PendingChanges> {
   // were handed to an upload and not confirmed yet, newer than the sending file and older than the patch file.
   Map unsaved_ QLCZ_GUARDED_BY(patchLock_);
   Map unsavedSending_ QLCZ_GUARDED_BY(patchLock_);
-
-  // What record() saw last, so that maps which stay the same or grow by one change are not counted again. Gone whenever
-  // changes go on to the service, so that it keeps none of them.
-  struct Counted {
-    CountedMap waiting;
-    CountedMap sent;
-    std::uint64_t number = 0;  // of `waiting`, see Recorded
-  };
-  std::unique_ptr<Counted> counted_ QLCZ_GUARDED_BY(patchLock_);
 
   std::forward_list<std::weak_ptr<Ticket>> tickets_ QLCZ_GUARDED_BY(patchLock_);
 };

@@ -18,9 +18,9 @@ PublishedState::~PublishedState() {
   freeChain(replaced_);
 }
 
-void PublishedState::publish(std::optional<Map> tree, std::uint64_t settledPatch) {
+void PublishedState::publish(std::optional<Map> tree) {
   std::unique_ptr<Revision> next;
-  if (tree) next = std::make_unique<Revision>(Revision{*std::move(tree), 0, settledPatch});
+  if (tree) next = std::make_unique<Revision>(Revision{*std::move(tree)});
   Revision* unread = nullptr;
   {
     const platform::MutexLock lock(mutex_);

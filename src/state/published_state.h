@@ -17,8 +17,6 @@ namespace qlczephra {
 struct Revision {
   Map tree;
   std::uint64_t number = 0;  // no other revision of any state in this process has or will have it
-  std::uint64_t settledPatch =
-      0;  // of the patch map that lies over the tree for good, see PendingChanges::Recorded; or 0
   Revision* nextReplaced = nullptr;
 };
 
@@ -35,9 +33,9 @@ class PublishedState {
   PublishedState(const PublishedState&) = delete;
   PublishedState& operator=(const PublishedState&) = delete;
 
-  // Replaces the tree, which is freed on this thread as soon as nobody reads it. `settledPatch` as in Revision. Throws
-  // std::bad_alloc before anything changed.
-  void publish(std::optional<Map> tree, std::uint64_t settledPatch = 0) QLCZ_EXCLUDES(mutex_);
+  // Replaces the tree, which is freed on this thread as soon as nobody reads it. Throws std::bad_alloc before anything
+  // changed.
+  void publish(std::optional<Map> tree) QLCZ_EXCLUDES(mutex_);
 
   // Returns the number of the newest revision; of the present one, but for the moment in which it is being replaced.
   // While it is what a thread found in a revision, that revision is the present one: what was kept of it may be used
@@ -56,9 +54,6 @@ class PublishedState {
   [[nodiscard]] std::optional<Map> tree() const {
     return read(
         [](const Revision* revision) { return revision == nullptr ? std::nullopt : std::optional(revision->tree); });
-  }
-  [[nodiscard]] std::optional<Revision> revision() const {
-    return read([](const Revision* revision) { return revision == nullptr ? std::nullopt : std::optional(*revision); });
   }
 
  private:

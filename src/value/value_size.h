@@ -1,4 +1,4 @@
-// How large a value is.
+// Entry count and total string bytes of a value, for limit checks.
 #pragma once
 
 #include <cstddef>
@@ -7,30 +7,14 @@
 
 namespace qlczephra {
 
-// What adds up.
-struct TotalSize {
-  std::size_t values = 0;  // members and elements of all maps and lists inside
-  std::size_t bytes = 0;   // of all keys and strings
-
-  TotalSize& operator+=(const TotalSize& other) noexcept {
-    values += other.values;
-    bytes += other.bytes;
-    return *this;
-  }
-  TotalSize& operator-=(const TotalSize& other) noexcept {
-    values -= other.values;
-    bytes -= other.bytes;
-    return *this;
-  }
-  friend bool operator==(const TotalSize&, const TotalSize&) = default;
+struct ValueSize {
+  std::size_t values = 0;         // members and elements of all maps and lists inside
+  std::size_t bytes = 0;          // of all keys and strings
+  std::size_t longestKey = 0;     // bytes
+  std::size_t longestString = 0;  // bytes
 };
 
-struct ValueSize : TotalSize {
-  std::size_t longestKey = 0;
-  std::size_t longestString = 0;
-};
-
-// Takes time in proportion to the value.
+// Returns the size of a value, in time proportional to it.
 [[nodiscard]] ValueSize valueSizeOf(const Value& value);
 
 }  // namespace qlczephra

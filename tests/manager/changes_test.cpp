@@ -2,11 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "document/merge.h"
-#include "document/patch.h"
 #include "tests/support/json_literal.h"
 #include "tests/support/manager_world.h"
-#include "tests/support/random_settings.h"
 
 namespace qlczephra::test {
 namespace {
@@ -217,50 +214,6 @@ TEST_F(ChangesTest, WhatTheTreeTakesOfAPatchMap) {
     w.runUntilIdle();
     EXPECT_EQ(*w.requests().back().request.body, R"({"values":)" + std::string(c.patch) + "}");
     EXPECT_EQ(w.manager->getStringValue("common.name"), c.name);
-  }
-}
-
-// A change is laid over the settings alone where all else that waits lies there already, which must not show.
-TEST_F(ChangesTest, TheSettingsAreThoseThatTheWholePatchMapGives) {
-  for (std::uint64_t seed = 1; seed <= 40; ++seed) {
-    RandomSettings random(seed);
-    ManagerWorld w(seed);
-    w.whenServiceAlwaysAnswers(Answer(200).delayed(seconds(20)));
-    w.manager->setCurrentSettings(random.tree());
-    const auto other = w.makeManager();
-    other->setPatchFilePath(ManagerWorld::patchFile);
-    for (int step = 0; step < 60; ++step) {
-      const auto [path, value] = random.change(random.oneIn(10));
-      switch (random.below(30)) {
-        case 0:
-          w.manager->setCurrentSettings(random.tree());
-          break;
-        case 1:
-          w.manager->updateLocalSettings();
-          break;
-        case 2:
-          w.fetch();
-          w.advance(seconds(30));
-          break;
-        case 3:
-          w.givenFile(ManagerWorld::patchFile, R"({"common": {"a": 7}, "macos": {"b": {"c": "x"}}})");
-          break;
-        case 4:
-          w.advance(seconds(random.below(60)));
-          break;
-        case 5:
-          other->setSettingValue(path, value);
-          break;
-        default: {
-          const std::optional<Map> before = w.manager->currentSettings();
-          const Map waiting = w.storedMap(ManagerWorld::patchFile).value_or(Map());
-          w.manager->setSettingValue(path, value);
-          const Map patch = document::deepMerging(waiting, document::makePatch(path, value));
-          ASSERT_EQ(w.manager->currentSettings(), before ? std::optional(document::applyPatch(*before, patch)) : before)
-              << "seed " << seed << ", step " << step << ", " << path << " = " << toJson(value);
-        }
-      }
-    }
   }
 }
 
