@@ -1,4 +1,5 @@
-// Queues on which the library runs its work. Tasks must not let exceptions out.
+// Queues on which the library runs its work. Tasks must not let exceptions out. Posting throws, before anything has
+// changed, where nobody could run the task: std::bad_alloc, and std::system_error when there is no thread.
 #pragma once
 
 #include <chrono>

@@ -10,7 +10,7 @@
 
 namespace qlczephra::platform {
 
-// Starts its threads, three workers, with their first work. The object itself lives as long as the
+// Starts its threads, two workers and the network, with their first work. The object itself lives as long as the
 // process, since host code may still be inside a call of it at the end; stop() ends all that it runs.
 class NativePlatform : public Platform {
  public:

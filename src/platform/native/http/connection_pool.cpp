@@ -13,7 +13,9 @@ constexpr long maximumKeptConnections = 32;
 }  // namespace
 
 ConnectionPool::ConnectionPool(EventLoop& loop, TransferObserver& observer)
-    : loop_(loop), observer_(observer), share_(curl_share_init()), multi_(curl_multi_init()) {
+    : loop_(loop), observer_(observer), share_(curl_share_init()), multi_(curl_multi_init()), timer_(loop, [this] {
+        drive(CURL_SOCKET_TIMEOUT, 0);
+      }) {
   if (!share_ || !multi_) throw std::bad_alloc();
   curl_share_setopt(share_.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_SSL_SESSION);
   curl_multi_setopt(multi_.get(), CURLMOPT_SOCKETFUNCTION, &ConnectionPool::onSocket);
@@ -25,7 +27,6 @@ ConnectionPool::ConnectionPool(EventLoop& loop, TransferObserver& observer)
 
 ConnectionPool::~ConnectionPool() {
   multi_.reset();
-  loop_.cancel(timer_);
   for (const auto& [socket, transfer] : sockets_) loop_.unwatch(socket);
 }
 
@@ -39,7 +40,7 @@ bool ConnectionPool::add(Transfer& transfer) {
 void ConnectionPool::remove(Transfer& transfer) {
   curl_multi_remove_handle(multi_.get(), transfer.easy());
   std::erase(waitingForTrust_, &transfer);
-  for (const int socket : std::vector<int>(transfer.sockets())) unwatch(socket);
+  while (!transfer.sockets().empty()) unwatch(transfer.sockets().back());
   --transfers_;
 }
 
@@ -55,26 +56,34 @@ int ConnectionPool::onSocket(CURL* easy, curl_socket_t socket, int what, void* s
   if (what == CURL_POLL_REMOVE) {
     pool.unwatch(socket);
   } else {
-    pool.watch(socket, what, Transfer::of(easy));
+    try {
+      pool.watch(socket, what, Transfer::of(easy));
+    } catch (const std::bad_alloc&) {
+      // The transfer ends when it makes no progress; an error here would end all of the pool.
+    }
   }
   return 0;
 }
 
 int ConnectionPool::onTimer(CURLM* /*multi*/, long milliseconds, void* self) {
   auto& pool = *static_cast<ConnectionPool*>(self);
-  pool.loop_.cancel(pool.timer_);
-  if (milliseconds < 0) return 0;
-  pool.timer_ = pool.loop_.at(EventLoop::Clock::now() + std::chrono::milliseconds(milliseconds), [&pool] {
-    pool.timer_ = {};
-    pool.drive(CURL_SOCKET_TIMEOUT, 0);
-  });
+  if (milliseconds < 0) {
+    pool.timer_.cancel();
+  } else {
+    pool.timer_.set(EventLoop::Clock::now() + std::chrono::milliseconds(milliseconds));
+  }
   return 0;
 }
 
 void ConnectionPool::watch(curl_socket_t socket, int what, Transfer& transfer) {
   unwatch(socket);
-  sockets_[socket] = &transfer;
   transfer.sockets().push_back(socket);
+  try {
+    sockets_[socket] = &transfer;
+  } catch (const std::bad_alloc&) {
+    transfer.sockets().pop_back();
+    throw;
+  }
   std::uint32_t wanted = 0;
   if ((what & CURL_POLL_IN) != 0) wanted |= EPOLLIN;
   if ((what & CURL_POLL_OUT) != 0) wanted |= EPOLLOUT;
@@ -103,16 +112,14 @@ void ConnectionPool::drive(curl_socket_t socket, int events) {
   curl_multi_socket_action(multi_.get(), socket, events, &running);
   for (Transfer* const transfer : std::exchange(waitingForTrust_, {})) observer_.transferWaitsForTrust(*transfer);
 
-  std::vector<std::pair<Transfer*, CURLcode>> finished;
   int left = 0;
   while (const CURLMsg* const message = curl_multi_info_read(multi_.get(), &left)) {
     if (message->msg != CURLMSG_DONE) continue;
     const CURLcode code = message->data.result;
     Transfer& transfer = Transfer::of(message->easy_handle);
     remove(transfer);
-    finished.emplace_back(&transfer, code);
+    observer_.transferFinished(transfer, code);
   }
-  for (const auto& [transfer, code] : finished) observer_.transferFinished(*transfer, code);
 }
 
 }  // namespace qlczephra::platform

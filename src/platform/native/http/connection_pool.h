@@ -26,7 +26,7 @@ class TransferObserver {
   ~TransferObserver() = default;
 };
 
-// Belongs to the thread that drives the network. Up to 32 connections are kept for later transfers.
+// Belongs to the network thread. Up to 32 connections are kept for later transfers.
 class ConnectionPool {
  public:
   ConnectionPool(EventLoop& loop, TransferObserver& observer);

@@ -1,4 +1,4 @@
-// The real HTTP session: libcurl and OpenSSL, driven by one worker thread at a time.
+// The real HTTP session: libcurl and OpenSSL on one network thread.
 #pragma once
 
 #include <atomic>
@@ -12,10 +12,8 @@
 
 namespace qlczephra::platform {
 
-// Any thread may call any operation. There is no network thread but a role of one: the first request makes a worker
-// drive the network, which it goes on with for as long as there are transfers and runs no host code meanwhile. With the
-// last of them it turns to their completions, which so need no other thread to be woken, and the next request makes a
-// worker drive again.
+// Any thread may call any operation. The network thread starts with the first request and ends with stop(); it runs no
+// host code. Where it cannot be started the request fails, and the next one tries again.
 //
 // HTTP/1.1; connections and TLS sessions are kept and reused by the requests that have the same certificates handler,
 // or none. Requests above the number of transfers at once wait for their turn in the order of sending.
@@ -24,10 +22,12 @@ class CurlHttpSession final : public HttpSession {
   explicit CurlHttpSession(NativeHttpEnvironment environment, HttpSessionOptions options = {});
   ~CurlHttpSession() override;  // stops
 
+  // Throws std::bad_alloc, and std::system_error when there is neither a network thread nor a worker to be had. Then
+  // the completion is not called.
   void send(HttpRequest request, HttpCompletion completion) override;
 
-  // Ends all transfers, closes all connections, and returns when no worker drives the network any more, which waits for
-  // neither the network nor a name nor host code. Completions that were not posted yet are dropped, unrun; so is
+  // Ends all transfers, closes all connections, and returns when the network thread has ended, which waits for neither
+  // the network nor a name nor host code. Completions that were not posted yet are dropped, unrun; so is
   // everything sent later.
   void stop() QLCZ_EXCLUDES(mutex_);
 
@@ -37,7 +37,8 @@ class CurlHttpSession final : public HttpSession {
  private:
   class Network;
 
-  std::shared_ptr<Network> startedNetwork() QLCZ_REQUIRES(mutex_);
+  // Has a worker call the completion.
+  void fail(Transfer& transfer, const char* reason);
 
   const NativeHttpEnvironment environment_;
   const HttpSessionOptions options_;

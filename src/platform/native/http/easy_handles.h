@@ -8,7 +8,7 @@
 
 namespace qlczephra::platform {
 
-// Belongs to the thread that drives the network, and outlives the handles that are taken from it.
+// Belongs to the network thread, and outlives the handles that are taken from it.
 class EasyHandles {
  public:
   struct GiveBack {

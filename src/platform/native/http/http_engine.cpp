@@ -3,6 +3,8 @@
 #include <sys/resource.h>
 
 #include <algorithm>
+#include <exception>
+#include <new>
 #include <utility>
 
 namespace qlczephra::platform {
@@ -10,6 +12,9 @@ namespace {
 
 // Of the longest wait: what the host may take to judge a server, so that its decision and not the wait ends it.
 constexpr double trustShare = 0.95;
+
+// When completions for which there was no worker are posted again.
+constexpr std::chrono::milliseconds deliveryRetry{500};
 
 std::size_t quarterOfDescriptors() {
   rlimit limit{};
@@ -26,6 +31,22 @@ HttpSessionOptions withDefaults(HttpSessionOptions options) {
   return options;
 }
 
+HttpOutcome outcomeOf(Transfer& transfer, CURLcode code) noexcept {
+  try {
+    return transfer.outcome(code);
+  } catch (const std::bad_alloc&) {
+    return failedOutcome("Memory is short");
+  }
+}
+
+HttpOutcome timedOut(Transfer& transfer, StallDetector::TimePoint now) noexcept {
+  try {
+    return transfer.progress().isOverdue(now) ? transfer.overdue() : transfer.stalled();
+  } catch (const std::bad_alloc&) {
+    return failedOutcome("Memory is short");
+  }
+}
+
 }  // namespace
 
 HttpEngine::HttpEngine(EventLoop& loop, NativeHttpEnvironment environment, HttpSessionOptions options,
@@ -33,8 +54,9 @@ HttpEngine::HttpEngine(EventLoop& loop, NativeHttpEnvironment environment, HttpS
     : loop_(loop),
       environment_(std::move(environment)),
       options_(withDefaults(std::move(options))),
-      resolver_(options_.lookUp, loop.mailbox()),
-      trustStore_(options_.trustBundle, environment_.post, loop.mailbox(), std::move(trustStoreLoads)) {}
+      resolver_(options_.lookUp, loop.queue()),
+      trustStore_(options_.trustBundle, environment_.post, loop.queue(), std::move(trustStoreLoads)),
+      progressCheck_(loop, [this] { checkProgress(); }) {}
 
 HttpEngine::~HttpEngine() {
   stopping_ = true;
@@ -49,82 +71,84 @@ HttpEngine::~HttpEngine() {
       driven = true;  // may have brought another one to its gate
     }
   }
-  std::vector<Transfer::HostObjects> dropped;
   for (auto& [id, exchange] : exchanges_) {
     if (exchange.stage == Stage::running) exchange.pool->remove(*exchange.transfer);
-    dropped.push_back(exchange.transfer->takeHostObjects());
+    deliveries_.splice(deliveries_.end(), exchange.transfer->takeDelivery());
   }
-  for (const auto& transfer : queue_) dropped.push_back(transfer->takeHostObjects());
+  for (const auto& transfer : queue_) deliveries_.splice(deliveries_.end(), transfer->takeDelivery());
   exchanges_.clear();
   pools_.clear();
-  loop_.cancel(progressCheck_);
-  if (!dropped.empty()) environment_.post([dropped = std::make_shared<decltype(dropped)>(std::move(dropped))] {});
+  if (deliveries_.empty()) return;
+  try {
+    environment_.post([dropped = std::make_shared<std::list<Task>>(std::move(deliveries_))] {});
+  } catch (const std::exception&) {  // no worker or no memory: they go here
+  }
 }
 
-void HttpEngine::submit(HttpRequest request, HttpCompletion completion) {
-  const std::optional<Endpoint>& endpoint = endpointOf(request.url);
-  const bool known = endpoint.has_value();
-  auto transfer = std::make_unique<Transfer>(std::move(request), endpoint.value_or(Endpoint{}), std::move(completion));
-  if (!known) {
-    deliver(*transfer, {std::nullopt, {}, "The request's URL is no complete http or https URL"});
-    return;
-  }
-  queue_.push_back(std::move(transfer));
+void HttpEngine::submit(std::list<std::unique_ptr<Transfer>>& transfers) noexcept {
+  queue_.splice(queue_.end(), transfers);
   startQueued();
 }
 
-const std::optional<Endpoint>& HttpEngine::endpointOf(const std::string& url) {
-  if (!lastEndpoint_ || lastUrl_ != url) {
-    lastEndpoint_ = parseEndpoint(url);
-    lastUrl_ = url;
-  }
-  return lastEndpoint_;
-}
-
-void HttpEngine::startQueued() {
+void HttpEngine::startQueued() noexcept {
   while (!queue_.empty() && exchanges_.size() < options_.transfersAtOnce) {
     auto transfer = std::move(queue_.front());
     queue_.pop_front();
-    start(std::move(transfer));
+    try {
+      const Id id = transfer->id = ++lastId_;
+      exchanges_[id].transfer = std::move(transfer);
+      runStep(id, [this](Exchange& exchange) { start(exchange); });
+    } catch (const std::bad_alloc&) {
+      deliver(*transfer, failedOutcome("Memory is short"));
+    }
   }
 }
 
-void HttpEngine::start(std::unique_ptr<Transfer> transfer) {
-  const Id id = ++lastId_;
-  Exchange& exchange = exchanges_[id];
-  exchange.id = id;
-  exchange.transfer = std::move(transfer);
-  ids_[exchange.transfer.get()] = id;
+template <typename Step>
+void HttpEngine::runStep(Id id, const Step& step) noexcept {
+  Exchange* const exchange = find(id);
+  if (exchange == nullptr) return;
+  try {
+    step(*exchange);
+  } catch (const std::exception&) {
+    if (Exchange* const left = find(id)) finish(*left, failedOutcome("Memory is short"));
+  }
+}
+
+void HttpEngine::start(Exchange& exchange) {
+  const Id id = exchange.transfer->id;
   exchange.transfer->progress().begin(Clock::now());
   scheduleProgressCheck(exchange.transfer->progress().interval());
 
   const Endpoint endpoint = exchange.transfer->endpoint();
   exchange.certificatesKnown = !endpoint.secure;
   exchange.addressesKnown = endpoint.numeric;
+  if (endpoint.numeric && !endpoint.secure) {
+    runWhenPrepared(exchange);
+    return;
+  }
+  // Either may call back at once, and end the exchange.
   if (endpoint.secure) {
     trustStore_.whenCurrent([this, id](const TrustedCertificates& certificates) {
-      Exchange* const waiting = find(id);
-      if (waiting == nullptr) return;
-      waiting->certificatesKnown = true;
-      waiting->certificates = certificates;
-      runWhenPrepared(*waiting);
+      runStep(id, [&](Exchange& waiting) {
+        waiting.certificatesKnown = true;
+        waiting.certificates = certificates;
+        runWhenPrepared(waiting);
+      });
     });
   }
-  if (!endpoint.numeric) {
-    resolver_.resolve(endpoint.host, endpoint.port, [this, id](const LookUpResult& result) {
-      Exchange* const waiting = find(id);
-      if (waiting == nullptr) return;
-      waiting->addressesKnown = true;
-      waiting->addresses = result.addresses;
+  if (endpoint.numeric) return;
+  resolver_.resolve(endpoint.host, endpoint.port, [this, id](const LookUpResult& result) {
+    runStep(id, [&](Exchange& waiting) {
+      waiting.addressesKnown = true;
+      waiting.addresses = result.addresses;
       if (result.addresses.empty()) {
-        fail(*waiting, result.failure.c_str());
+        finish(waiting, failedOutcome(result.failure.c_str()));
       } else {
-        runWhenPrepared(*waiting);
+        runWhenPrepared(waiting);
       }
     });
-  } else if (!endpoint.secure) {
-    runWhenPrepared(exchange);
-  }
+  });
 }
 
 void HttpEngine::runWhenPrepared(Exchange& exchange) {
@@ -135,7 +159,7 @@ void HttpEngine::runWhenPrepared(Exchange& exchange) {
   if (!transfer.prepare(easyHandles_, pool.keptSockets(), exchange.addresses, exchange.certificates,
                         [&pool, &transfer] { pool.noteWaitingForTrust(transfer); }) ||
       !pool.add(transfer)) {
-    fail(exchange, "The request cannot be sent");
+    finish(exchange, failedOutcome("The request cannot be sent"));
     return;
   }
   exchange.stage = Stage::running;
@@ -148,7 +172,7 @@ ConnectionPool& HttpEngine::poolFor(const Exchange& exchange) {
     const bool sameOwner = !pool->handler.owner_before(handler) && !handler.owner_before(pool->handler);
     if (!sameOwner || pool->handlerAddress != handler.get() || pool->certificates != exchange.certificates) continue;
     if (handler != nullptr && Clock::now() - pool->made >= options_.decisionLifetime) continue;
-    loop_.cancel(pool->idleDeadline);
+    pool->idleDeadline->cancel();
     return *pool->connections;
   }
   auto pool = std::make_unique<Pool>();
@@ -158,23 +182,21 @@ ConnectionPool& HttpEngine::poolFor(const Exchange& exchange) {
   pool->made = Clock::now();
   TransferObserver& observer = *this;
   pool->connections = std::make_unique<ConnectionPool>(loop_, observer);
+  pool->idleDeadline.emplace(loop_, [this, gone = pool.get()] {
+    std::erase_if(pools_, [gone](const auto& candidate) { return candidate.get() == gone; });
+    if (pools_.empty()) easyHandles_.clear();
+  });
   pools_.push_back(std::move(pool));
   return *pools_.back()->connections;
 }
 
 void HttpEngine::closeWhenIdle(const ConnectionPool& connections) {
   const auto found = std::ranges::find(pools_, &connections, [](const auto& pool) { return pool->connections.get(); });
-  Pool* const pool = found->get();
-  loop_.cancel(pool->idleDeadline);
-  if (connections.transfers() != 0) return;
-  pool->idleDeadline = loop_.at(Clock::now() + options_.idleTime, [this, pool] {
-    std::erase_if(pools_, [pool](const auto& candidate) { return candidate.get() == pool; });
-    if (pools_.empty()) easyHandles_.clear();
-  });
+  if (connections.transfers() == 0) (*found)->idleDeadline->set(Clock::now() + options_.idleTime);
 }
 
 void HttpEngine::transferFinished(Transfer& transfer, CURLcode code) {
-  Exchange* const exchange = find(ids_.at(&transfer));
+  Exchange* const exchange = find(transfer.id);
   if (stopping_) {
     exchange->stage = Stage::preparing;  // out of its pool; the destructor drops the rest
     return;
@@ -183,19 +205,23 @@ void HttpEngine::transferFinished(Transfer& transfer, CURLcode code) {
     transfer.progress().note(Clock::now());
     return;
   }
-  finish(*exchange, transfer.outcome(code));
+  finish(*exchange, outcomeOf(transfer, code));
 }
 
 void HttpEngine::transferWaitsForTrust(Transfer& transfer) {
-  Exchange& exchange = *find(ids_.at(&transfer));
+  Exchange& exchange = *find(transfer.id);
   exchange.stage = Stage::waitingForTrust;
   if (stopping_) return;
-  const Id id = exchange.id;
+  const Id id = transfer.id;
   const auto patience = std::chrono::duration_cast<Clock::duration>(transfer.request().longestWait * trustShare);
-  exchange.trustDeadline = loop_.at(Clock::now() + patience, [this, id] { continueHandshake(id, false); });
-  askHandler(environment_, loop_.mailbox(), transfer.request().certificatesHandler, transfer.endpoint().host,
-             transfer.endpoint().port, transfer.gate().chain(),
-             [this, id](TrustDecision decision) { judge(id, decision); });
+  exchange.trustDeadline = Clock::now() + patience;
+  try {
+    askHandler(environment_, loop_.queue(), transfer.request().certificatesHandler, transfer.endpoint().host,
+               transfer.endpoint().port, transfer.gate().chain(),
+               [this, id](TrustDecision decision) { judge(id, decision); });
+  } catch (const std::exception&) {  // no memory or no worker
+    exchange.trustDeadline = Clock::now();
+  }
 }
 
 void HttpEngine::judge(Id id, TrustDecision decision) {
@@ -206,76 +232,69 @@ void HttpEngine::judge(Id id, TrustDecision decision) {
     return;
   }
   const TrustGate& gate = exchange->transfer->gate();
-  environment_.post([this, id, mailbox = loop_.mailbox(), certificates = exchange->certificates, chain = gate.chain(),
+  environment_.post([this, id, loopQueue = loop_.queue(), certificates = exchange->certificates, chain = gate.chain(),
                      host = exchange->transfer->endpoint().host, level = gate.securityLevel()] {
     const bool good = verifyServer(certificates, chain, host, level);
-    mailbox->post([this, id, good] { continueHandshake(id, good); });
+    loopQueue->post([this, id, good] { continueHandshake(id, good); });
   });
 }
 
 void HttpEngine::continueHandshake(Id id, bool trusted) {
   Exchange* const exchange = find(id);
   if (exchange == nullptr || exchange->stage != Stage::waitingForTrust) return;
-  loop_.cancel(exchange->trustDeadline);
   exchange->stage = Stage::running;
   exchange->transfer->progress().note(Clock::now());
   exchange->transfer->gate().decide(trusted);
   exchange->pool->resume(*exchange->transfer);
 }
 
-void HttpEngine::finish(Exchange& exchange, HttpOutcome outcome) {
+void HttpEngine::finish(Exchange& exchange, HttpOutcome outcome) noexcept {
   const Exchange ended = std::move(exchange);
-  exchanges_.erase(ended.id);
-  ids_.erase(ended.transfer.get());
+  exchanges_.erase(ended.transfer->id);
   deliver(*ended.transfer, std::move(outcome));
   if (ended.pool != nullptr) closeWhenIdle(*ended.pool);
   startQueued();
-  if (exchanges_.empty()) loop_.cancel(progressCheck_);
+  if (exchanges_.empty() && deliveries_.empty()) progressCheck_.cancel();
 }
 
-void HttpEngine::fail(Exchange& exchange, const char* reason) {
-  finish(exchange, {std::nullopt, {}, reason});
-}
-
-void HttpEngine::deliver(Transfer& transfer, HttpOutcome outcome) {
-  struct Delivery {
-    Transfer::HostObjects host;
-    HttpOutcome outcome;
-  };
-  auto delivery = std::make_shared<Delivery>(Delivery{transfer.takeHostObjects(), std::move(outcome)});
-  deliveries_.emplace_back(
-      [delivery = std::move(delivery)] { delivery->host.completion(std::move(delivery->outcome)); });
+void HttpEngine::deliver(Transfer& transfer, HttpOutcome outcome) noexcept {
+  deliveries_.splice(deliveries_.end(), transfer.takeDelivery(std::move(outcome)));
+  if (!environment_.tryPost(deliveries_)) scheduleProgressCheck(deliveryRetry);
 }
 
 void HttpEngine::checkProgress() {
+  // First, so that it comes again whatever happens here.
   const auto now = Clock::now();
-  auto interval = std::chrono::milliseconds::max();
+  auto interval = deliveryRetry;
+  for (auto& [id, exchange] : exchanges_) interval = std::min(interval, exchange.transfer->progress().interval());
+  if (!exchanges_.empty()) scheduleProgressCheck(interval);
+  if (!deliveries_.empty() && !environment_.tryPost(deliveries_)) scheduleProgressCheck(deliveryRetry);
+
   std::vector<Id> ended;
   for (auto& [id, exchange] : exchanges_) {
     Transfer& transfer = *exchange.transfer;
-    interval = std::min(interval, transfer.progress().interval());
-    if (exchange.stage == Stage::waitingForTrust) continue;  // it has a deadline of its own
+    if (exchange.stage == Stage::waitingForTrust) {  // it has a deadline of its own
+      if (exchange.trustDeadline <= now) ended.push_back(id);
+      continue;
+    }
     transfer.progress().sample(transfer.sockets(), now);
     if (transfer.progress().stalled(now) || transfer.progress().isOverdue(now)) ended.push_back(id);
   }
   for (const Id id : ended) {
     Exchange* const exchange = find(id);
     if (exchange == nullptr) continue;
+    if (exchange->stage == Stage::waitingForTrust) {
+      continueHandshake(id, false);
+      continue;
+    }
     if (exchange->stage == Stage::running) exchange->pool->remove(*exchange->transfer);
-    Transfer& transfer = *exchange->transfer;
-    finish(*exchange, transfer.progress().isOverdue(now) ? transfer.overdue() : transfer.stalled());
+    finish(*exchange, timedOut(*exchange->transfer, now));
   }
-  if (!exchanges_.empty()) scheduleProgressCheck(interval);
 }
 
-void HttpEngine::scheduleProgressCheck(std::chrono::milliseconds interval) {
+void HttpEngine::scheduleProgressCheck(std::chrono::milliseconds interval) noexcept {
   const auto when = Clock::now() + interval;
-  if (progressCheck_.number != 0 && progressCheck_.when <= when) return;
-  loop_.cancel(progressCheck_);
-  progressCheck_ = loop_.at(when, [this] {
-    progressCheck_ = {};
-    checkProgress();
-  });
+  if (!progressCheck_.when() || *progressCheck_.when() > when) progressCheck_.set(when);
 }
 
 HttpEngine::Exchange* HttpEngine::find(Id id) {

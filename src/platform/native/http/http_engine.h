@@ -6,7 +6,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <deque>
+#include <list>
 #include <memory>
 #include <optional>
 #include <string>
@@ -35,7 +35,7 @@ struct HttpSessionOptions {
   std::chrono::milliseconds idleTime = std::chrono::seconds(115);
 };
 
-// Belongs to the thread that drives the network.
+// Belongs to the network thread. Where memory is short, the transfer that needed it fails; its completion needs none.
 class HttpEngine final : private TransferObserver {
  public:
   HttpEngine(EventLoop& loop, NativeHttpEnvironment environment, HttpSessionOptions options,
@@ -45,12 +45,8 @@ class HttpEngine final : private TransferObserver {
   HttpEngine(const HttpEngine&) = delete;
   HttpEngine& operator=(const HttpEngine&) = delete;
 
-  void submit(HttpRequest request, HttpCompletion completion);
-
-  // What is to be run on workers: completions.
-  [[nodiscard]] std::vector<Task> takeDeliveries() { return std::exchange(deliveries_, {}); }
-  // Whether nothing is to be done but to close connections in time. Then any thread may go on.
-  [[nodiscard]] bool idle() const { return exchanges_.empty() && queue_.empty(); }
+  // Takes the transfers into its queue.
+  void submit(std::list<std::unique_ptr<Transfer>>& transfers) noexcept;
 
  private:
   using Clock = EventLoop::Clock;
@@ -59,7 +55,6 @@ class HttpEngine final : private TransferObserver {
   enum class Stage : std::uint8_t { preparing, running, waitingForTrust };
 
   struct Exchange {
-    Id id = 0;
     std::unique_ptr<Transfer> transfer;
     Stage stage = Stage::preparing;
     bool certificatesKnown = false;
@@ -67,7 +62,7 @@ class HttpEngine final : private TransferObserver {
     TrustedCertificates certificates;
     std::vector<std::string> addresses;
     ConnectionPool* pool = nullptr;
-    EventLoop::Timer trustDeadline;
+    Clock::time_point trustDeadline;
   };
 
   // The connections of one certificates handler (or of none) and one state of the trusted certificates.
@@ -78,42 +73,38 @@ class HttpEngine final : private TransferObserver {
     TrustedCertificates certificates;  // null: plain HTTP
     Clock::time_point made;            // before all decisions of the handler in it
     std::unique_ptr<ConnectionPool> connections;
-    EventLoop::Timer idleDeadline;
+    std::optional<EventLoop::Timer> idleDeadline;
   };
 
   void transferFinished(Transfer& transfer, CURLcode code) override;
   void transferWaitsForTrust(Transfer& transfer) override;
 
-  // None unless the URL is a complete http or https URL.
-  const std::optional<Endpoint>& endpointOf(const std::string& url);
-  void start(std::unique_ptr<Transfer> transfer);
-  void startQueued();
+  void startQueued() noexcept;
+  void start(Exchange& exchange);
+  // Runs one step of the exchange, if it is there. It fails when the step throws, for want of memory.
+  template <typename Step>
+  void runStep(Id id, const Step& step) noexcept;
   void runWhenPrepared(Exchange& exchange);
   ConnectionPool& poolFor(const Exchange& exchange);
   void closeWhenIdle(const ConnectionPool& connections);
   void judge(Id id, TrustDecision decision);
   void continueHandshake(Id id, bool trusted);
-  void finish(Exchange& exchange, HttpOutcome outcome);
-  void fail(Exchange& exchange, const char* reason);
-  void deliver(Transfer& transfer, HttpOutcome outcome);
+  void finish(Exchange& exchange, HttpOutcome outcome) noexcept;
+  void deliver(Transfer& transfer, HttpOutcome outcome) noexcept;
   void checkProgress();
-  void scheduleProgressCheck(std::chrono::milliseconds interval);
+  void scheduleProgressCheck(std::chrono::milliseconds interval) noexcept;
   Exchange* find(Id id);
 
   EventLoop& loop_;
   const NativeHttpEnvironment environment_;
   const HttpSessionOptions options_;
   Resolver resolver_;
-  // Of the last request; most go to the same URL, which need not be parsed again.
-  std::string lastUrl_;
-  std::optional<Endpoint> lastEndpoint_;
   TrustStore trustStore_;
   EasyHandles easyHandles_;
   std::vector<std::unique_ptr<Pool>> pools_;
   std::unordered_map<Id, Exchange> exchanges_;
-  std::unordered_map<const Transfer*, Id> ids_;
-  std::deque<std::unique_ptr<Transfer>> queue_;
-  std::vector<Task> deliveries_;
+  std::list<std::unique_ptr<Transfer>> queue_;
+  std::list<Task> deliveries_;  // completions for which no worker could be had yet
   Id lastId_ = 0;
   EventLoop::Timer progressCheck_;
   bool stopping_ = false;

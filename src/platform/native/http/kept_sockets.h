@@ -12,7 +12,7 @@ namespace qlczephra::platform {
 
 // libcurl takes a kept connection for alive when bytes wait on it, and would read them as the reply to the next
 // request. It names a connection to its pre-request callback by addresses alone; this finds the socket. Belongs to the
-// thread that drives the network, and outlives the connections.
+// network thread, and outlives the connections.
 class KeptSockets {
  public:
   // Returns the socket that was kept under a local address, or -1 for a new connection.

@@ -1,8 +1,8 @@
 // What the HTTP session needs of its surroundings.
 #pragma once
 
-#include <chrono>
 #include <functional>
+#include <list>
 #include <memory>
 
 #include "platform/log.h"
@@ -14,11 +14,10 @@ class WorkerPool;
 
 // All of it may be called on any thread, until the session's `stop` returns; tasks posted before that may run later.
 struct NativeHttpEnvironment {
-  // Run the task on a worker thread, never on the caller's stack.
+  // Runs the task on a worker thread, never on the caller's stack. Throws as WorkerPool::post().
   std::function<void(Task)> post;
-  std::function<void(Task)> postFirst;  // before all that waits
-  std::function<void(Task)> postLast;   // see WorkerPool::postLast()
-  std::function<void(std::chrono::nanoseconds, Task)> postAfter;
+  // See WorkerPool::tryPost().
+  std::function<bool(std::list<Task>&)> tryPost;
   // Bracket host code, and whatever else may keep a worker thread long. After a false no host code may begin, and
   // `hostCodeEnds` is not called.
   std::function<bool()> hostCodeBegins;

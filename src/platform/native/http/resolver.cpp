@@ -7,8 +7,11 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <list>
+#include <new>
 #include <system_error>
 #include <thread>
+#include <utility>
 
 #include "platform/native/threads/blocked_signals.h"
 
@@ -44,8 +47,8 @@ LookUpResult systemLookUp(const std::string& host, std::uint16_t port) {
   return result;
 }
 
-Resolver::Resolver(LookUp lookUp, std::shared_ptr<Mailbox> mailbox)
-    : lookUp_(std::make_shared<const LookUp>(std::move(lookUp))), mailbox_(std::move(mailbox)) {}
+Resolver::Resolver(LookUp lookUp, std::shared_ptr<LoopQueue> loopQueue)
+    : lookUp_(std::make_shared<const LookUp>(std::move(lookUp))), loopQueue_(std::move(loopQueue)) {}
 
 void Resolver::resolve(const std::string& host, std::uint16_t port, Callback callback) {
   const Name name(host, port);
@@ -61,55 +64,69 @@ void Resolver::resolve(const std::string& host, std::uint16_t port, Callback cal
   }
   entry.callbacks.push_back(std::move(callback));
   if (entry.underWay) return;
+  try {
+    waiting_.push_back(name);
+  } catch (const std::bad_alloc&) {
+    entry.callbacks.pop_back();
+    throw;
+  }
   entry.underWay = true;
-  waiting_.push_back(name);
   startLookUps();
 }
 
-void Resolver::startLookUps() {
+void Resolver::startLookUps() noexcept {
   while (threads_ < maximumThreads && !waiting_.empty()) {
     const Name name = std::move(waiting_.front());
     waiting_.pop_front();
-    ++threads_;
-    // The thread touches neither this object nor the loop, only what it shares the ownership of; a mailbox that was
-    // closed meanwhile drops the answer.
-    auto work = [this, name, lookUp = lookUp_, mailbox = mailbox_] {
-      mailbox->post([this, name, result = (*lookUp)(name.first, name.second)] {
-        --threads_;
-        finish(name, result);
-        startLookUps();
-      });
-    };
     try {
-      const BlockedSignals blocked;
-      std::thread(std::move(work)).detach();
+      startLookUp(name);
+      ++threads_;
     } catch (const std::system_error&) {
-      mailbox_->post([this, name] {
-        --threads_;
-        finish(name, {{}, "Could not resolve the host name: no thread"});
-        startLookUps();
-      });
-      return;
+      finish(name, {}, "Could not resolve the host name: no thread");
+    } catch (const std::bad_alloc&) {
+      finish(name, {}, "");
     }
   }
 }
 
-void Resolver::finish(const Name& name, LookUpResult result) {
+// The thread touches neither this object nor the loop, only what it shares the ownership of; a queue that was closed
+// meanwhile drops the answer. After the lookup it needs no memory.
+void Resolver::startLookUp(const Name& name) {
+  auto result = std::make_shared<LookUpResult>();
+  std::list<Task> answer;
+  answer.emplace_back([this, name, result] {
+    --threads_;
+    finish(name, std::move(*result), "");
+    startLookUps();
+  });
+  const BlockedSignals blocked;
+  std::thread([name, result = std::move(result), answer = std::move(answer), lookUp = lookUp_,
+               loopQueue = loopQueue_]() mutable {
+    try {
+      *result = (*lookUp)(name.first, name.second);
+    } catch (const std::bad_alloc&) {  // no address
+    }
+    result.reset();
+    loopQueue->post(answer);
+  }).detach();
+}
+
+void Resolver::finish(const Name& name, LookUpResult result, const char* failure) noexcept {
   // libcurl refuses a list in which one address has a zone ("fe80::1%eth0").
   const bool hasZones =
       std::erase_if(result.addresses, [](const auto& address) { return address.find('%') != std::string::npos; }) != 0;
-  if (hasZones && result.addresses.empty())
-    result.failure = "Could not resolve the host name: link-local addresses only";
   const auto found = entries_.find(name);
-  const std::vector<Callback> callbacks = std::move(found->second.callbacks);
-  if (result.addresses.empty()) {
-    entries_.erase(found);
-  } else {
-    found->second.callbacks.clear();
-    found->second.underWay = false;
+  const std::vector<Callback> callbacks = std::exchange(found->second.callbacks, {});
+  found->second.underWay = false;
+  try {
+    if (hasZones) failure = "Could not resolve the host name: link-local addresses only";
+    if (result.addresses.empty() && result.failure.empty()) result.failure = failure;
     found->second.result = result;
     found->second.expires = std::chrono::steady_clock::now() + lifetime;
+  } catch (const std::bad_alloc&) {
+    found->second.expires = {};
   }
+  if (result.addresses.empty()) entries_.erase(found);
   for (const Callback& callback : callbacks) callback(result);
 }
 

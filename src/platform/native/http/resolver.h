@@ -15,7 +15,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/native/threads/mailbox.h"
+#include "platform/native/threads/loop_queue.h"
 
 namespace qlczephra::platform {
 
@@ -24,18 +24,18 @@ struct LookUpResult {
   std::string failure;
 };
 
-// Called on a thread of its own; may block, must not throw.
+// Called on a thread of its own; may block, throws only std::bad_alloc.
 using LookUp = std::function<LookUpResult(const std::string& host, std::uint16_t port)>;
 
 // The system's: files, DNS and whatever else is set up for getaddrinfo.
 LookUpResult systemLookUp(const std::string& host, std::uint16_t port);
 
-// Belongs to the thread that drives the network, on which its callbacks run too.
+// Belongs to the network thread, on which its callbacks run too.
 class Resolver {
  public:
-  using Callback = std::function<void(const LookUpResult&)>;
+  using Callback = std::function<void(const LookUpResult&)>;  // must not throw
 
-  Resolver(LookUp lookUp, std::shared_ptr<Mailbox> mailbox);
+  Resolver(LookUp lookUp, std::shared_ptr<LoopQueue> loopQueue);
 
   // Calls back at once with an answer that is less than a minute old, else when the lookup is done. Callers that ask
   // for the same host and port share one lookup.
@@ -50,11 +50,14 @@ class Resolver {
     std::vector<Callback> callbacks;
   };
 
-  void startLookUps();
-  void finish(const Name& name, LookUpResult result);
+  void startLookUps() noexcept;
+  // Throws std::system_error when the system has no thread to give, and std::bad_alloc.
+  void startLookUp(const Name& name);
+  // `failure` is why there is no address where the result does not say.
+  void finish(const Name& name, LookUpResult result, const char* failure) noexcept;
 
   const std::shared_ptr<const LookUp> lookUp_;
-  const std::shared_ptr<Mailbox> mailbox_;
+  const std::shared_ptr<LoopQueue> loopQueue_;
   std::map<Name, Entry> entries_;
   std::deque<Name> waiting_;
   std::size_t threads_ = 0;

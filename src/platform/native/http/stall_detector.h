@@ -10,7 +10,7 @@
 
 namespace qlczephra::platform {
 
-// Belongs to the thread that drives the network.
+// Belongs to the network thread.
 class StallDetector {
  public:
   using TimePoint = std::chrono::steady_clock::time_point;

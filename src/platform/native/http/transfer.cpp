@@ -27,12 +27,14 @@ bool hasHarmlessDetails(CURLcode code) {
 
 }  // namespace
 
-Transfer::Transfer(HttpRequest request, Endpoint endpoint, HttpCompletion completion)
-    : request_(std::move(request)),
-      endpoint_(std::move(endpoint)),
-      completion_(std::move(completion)),
-      progress_(request_.longestWait, request_.longestDuration),
-      gate_([this] { onWaitingForTrust_(); }) {}
+Transfer::Transfer(HttpRequest&& request, Endpoint endpoint, HttpCompletion&& completion)
+    : endpoint_(std::move(endpoint)),
+      progress_(request.longestWait, request.longestDuration),
+      gate_([this] { onWaitingForTrust_(); }) {
+  deliveryTask_.emplace_back([delivery = delivery_] { delivery->completion(std::move(delivery->outcome)); });
+  request_ = std::move(request);
+  delivery_->completion = std::move(completion);
+}
 
 // Header values may be secrets. What libcurl copied of them is not within reach.
 Transfer::~Transfer() {
@@ -185,7 +187,7 @@ void Transfer::setTls() {
   set(CURLOPT_SSL_CTX_DATA, static_cast<void*>(this));
 }
 
-std::size_t Transfer::onHeader(char* data, std::size_t size, std::size_t count, void* self) {
+std::size_t Transfer::onHeader(char* data, std::size_t size, std::size_t count, void* self) try {
   const std::size_t length = size * count;
   Transfer& transfer = *static_cast<Transfer*>(self);
   if (!transfer.reply_.begun()) {
@@ -197,6 +199,8 @@ std::size_t Transfer::onHeader(char* data, std::size_t size, std::size_t count, 
     if (transfer.repliedEarly_) return 0;
   }
   return transfer.reply_.headerLine({data, length}) ? length : 0;
+} catch (const std::bad_alloc&) {
+  return 0;
 }
 
 // Behind a chunked or an empty body curl drops what else it has read, says so, and would keep the connection.
@@ -208,9 +212,11 @@ int Transfer::onDebug(CURL* easy, curl_infotype type, char* data, std::size_t si
   return 0;
 }
 
-std::size_t Transfer::onBody(char* data, std::size_t size, std::size_t count, void* self) {
+std::size_t Transfer::onBody(char* data, std::size_t size, std::size_t count, void* self) try {
   const std::size_t length = size * count;
   return static_cast<Transfer*>(self)->reply_.bodyData({data, length}) ? length : CURL_WRITEFUNC_ERROR;
+} catch (const std::bad_alloc&) {
+  return CURL_WRITEFUNC_ERROR;
 }
 
 int Transfer::onProgress(void* self, curl_off_t /*total*/, curl_off_t now, curl_off_t /*toSend*/, curl_off_t /*sent*/) {
@@ -288,8 +294,21 @@ HttpOutcome Transfer::overdue() {
   return outcome;
 }
 
-Transfer::HostObjects Transfer::takeHostObjects() {
-  return {std::exchange(completion_, nullptr), std::exchange(request_.certificatesHandler, nullptr)};
+std::list<Task> Transfer::takeDelivery(HttpOutcome outcome) noexcept {
+  delivery_->outcome = std::move(outcome);
+  delivery_->handler = std::move(request_.certificatesHandler);
+  delivery_.reset();
+  return std::exchange(deliveryTask_, {});
+}
+
+HttpOutcome failedOutcome(const char* reason) noexcept {
+  HttpOutcome outcome;
+  outcome.failure.emplace();
+  try {
+    *outcome.failure = reason;
+  } catch (const std::bad_alloc&) {
+  }
+  return outcome;
 }
 
 }  // namespace qlczephra::platform

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <list>
 #include <memory>
 #include <string>
 #include <vector>
@@ -18,16 +19,18 @@
 #include "platform/native/http/reply_reader.h"
 #include "platform/native/http/stall_detector.h"
 #include "platform/native/http/trust_decision.h"
+#include "platform/queue.h"
 
 namespace qlczephra::platform {
 
 class ConnectionPool;
 
-// Belongs to the thread that drives the network. It does not move: curl keeps its address. A connection pool drives it
+// Belongs to the network thread. It does not move: curl keeps its address. A connection pool drives it
 // and must have let it go before it is destroyed.
 class Transfer {
  public:
-  Transfer(HttpRequest request, Endpoint endpoint, HttpCompletion completion);
+  // On the sender's thread. Throws std::bad_alloc, and leaves the arguments as they are then.
+  Transfer(HttpRequest&& request, Endpoint endpoint, HttpCompletion&& completion);
   ~Transfer();
   Transfer(const Transfer&) = delete;
   Transfer& operator=(const Transfer&) = delete;
@@ -60,12 +63,11 @@ class Transfer {
   HttpOutcome stalled();
   HttpOutcome overdue();
 
-  // The host's objects; they are destroyed on a worker, because their destructors are host code.
-  struct HostObjects {
-    HttpCompletion completion;
-    std::shared_ptr<QLCPMCertificatesHandler> handler;
-  };
-  HostObjects takeHostObjects();
+  // Returns the one task that calls the completion with the outcome. It holds the host's objects, whose destructors are
+  // host code: it is to be run or destroyed on a worker. Needs no memory.
+  std::list<Task> takeDelivery(HttpOutcome outcome = {}) noexcept;
+
+  std::uint64_t id = 0;  // given by the engine
 
  private:
   struct ListDeleter {
@@ -90,7 +92,13 @@ class Transfer {
 
   HttpRequest request_;
   const Endpoint endpoint_;
-  HttpCompletion completion_;
+  struct Delivery {
+    HttpCompletion completion;
+    std::shared_ptr<QLCPMCertificatesHandler> handler;
+    HttpOutcome outcome;
+  };
+  std::shared_ptr<Delivery> delivery_ = std::make_shared<Delivery>();
+  std::list<Task> deliveryTask_;
   StallDetector progress_;
   std::function<void()> onWaitingForTrust_;
   TrustGate gate_;
@@ -111,5 +119,8 @@ class Transfer {
   // Last: it refers to what stands above.
   EasyHandles::Handle easy_;
 };
+
+// Returns the outcome of a transfer that failed; without a text where there is no memory for one.
+HttpOutcome failedOutcome(const char* reason) noexcept;
 
 }  // namespace qlczephra::platform

@@ -4,6 +4,7 @@
 #include <openssl/err.h>
 
 #include <atomic>
+#include <new>
 #include <utility>
 
 namespace qlczephra::platform {
@@ -21,16 +22,19 @@ std::string derOf(X509* certificate) {
 // Where the host's answer goes. The host may keep it for ever and use it from any thread; it holds nothing of the host.
 class Answer {
  public:
-  Answer(std::shared_ptr<Mailbox> mailbox, std::function<void(TrustDecision)> decided)
-      : mailbox_(std::move(mailbox)), decided_(std::move(decided)) {}
+  Answer(std::shared_ptr<LoopQueue> loopQueue, std::function<void(TrustDecision)> decided)
+      : loopQueue_(std::move(loopQueue)), decided_(std::move(decided)) {}
 
   void give(TrustDecision decision) {
     if (given_.exchange(true)) return;
-    mailbox_->post([decided = std::move(decided_), decision] { decided(decision); });
+    try {
+      loopQueue_->post([decided = std::move(decided_), decision] { decided(decision); });
+    } catch (const std::bad_alloc&) {  // as if there were no answer
+    }
   }
 
  private:
-  const std::shared_ptr<Mailbox> mailbox_;
+  const std::shared_ptr<LoopQueue> loopQueue_;
   std::function<void(TrustDecision)> decided_;
   std::atomic<bool> given_ = false;
 };
@@ -49,16 +53,18 @@ int TrustGate::verify(X509_STORE_CTX* context, void* self) {
   auto* const ssl = static_cast<SSL*>(X509_STORE_CTX_get_ex_data(context, SSL_get_ex_data_X509_STORE_CTX_idx()));
   // Without a stack of its own (the platform has none, or memory ran out) the thread would wait here for ever.
   if (ASYNC_get_current_job() == nullptr) gate.verdict_ = Verdict::refused;
-  if (gate.verdict_ == Verdict::none) {
-    const STACK_OF(X509)* const sent = X509_STORE_CTX_get0_untrusted(context);
-    for (int i = 0; i < sk_X509_num(sent); ++i) {
-      X509* const certificate = sk_X509_value(sent, i);
-      X509_up_ref(certificate);
-      gate.chain_.emplace_back(certificate, X509_free);
+  if (gate.verdict_ == Verdict::none) try {
+      const STACK_OF(X509)* const sent = X509_STORE_CTX_get0_untrusted(context);
+      for (int i = 0; i < sk_X509_num(sent); ++i) {
+        X509* const certificate = sk_X509_value(sent, i);
+        X509_up_ref(certificate);
+        gate.chain_.emplace_back(certificate, X509_free);  // frees it also when it throws
+      }
+      gate.securityLevel_ = SSL_get_security_level(ssl);
+      gate.onWaiting_();
+    } catch (const std::bad_alloc&) {
+      gate.verdict_ = Verdict::refused;
     }
-    gate.securityLevel_ = SSL_get_security_level(ssl);
-    gate.onWaiting_();
-  }
   while (gate.verdict_ == Verdict::none) ASYNC_pause_job();
   // The connection's later reads and writes need no stack of their own.
   SSL_clear_mode(ssl, SSL_MODE_ASYNC);
@@ -67,26 +73,26 @@ int TrustGate::verify(X509_STORE_CTX* context, void* self) {
   return trusted ? 1 : 0;
 }
 
-void askHandler(const NativeHttpEnvironment& environment, const std::shared_ptr<Mailbox>& mailbox,
+void askHandler(const NativeHttpEnvironment& environment, const std::shared_ptr<LoopQueue>& loopQueue,
                 std::shared_ptr<QLCPMCertificatesHandler> handler, std::string host, std::uint16_t port,
                 std::vector<Certificate> chain, std::function<void(TrustDecision)> decided) {
   struct Question {
     NativeHttpEnvironment environment;
-    std::shared_ptr<Mailbox> mailbox;
+    std::shared_ptr<LoopQueue> loopQueue;
     std::shared_ptr<QLCPMCertificatesHandler> handler;
     ServerTrust trust;
     std::vector<Certificate> chain;
     std::shared_ptr<Answer> answer;
   };
   auto question = std::make_shared<Question>(Question{environment,
-                                                      mailbox,
+                                                      loopQueue,
                                                       std::move(handler),
                                                       {std::move(host), port, {}},
                                                       std::move(chain),
-                                                      std::make_shared<Answer>(mailbox, std::move(decided))});
+                                                      std::make_shared<Answer>(loopQueue, std::move(decided))});
   environment.post([question = std::move(question)] {
     for (const Certificate& certificate : question->chain) question->trust.chain.push_back(derOf(certificate.get()));
-    if (question->mailbox->closed() || !question->environment.hostCodeBegins()) return;
+    if (question->loopQueue->closed() || !question->environment.hostCodeBegins()) return;
     bool threw = false;
     try {
       question->handler->evaluate(question->trust,

@@ -2,7 +2,7 @@
 //
 // OpenSSL wants the verdict from within the handshake. So a handshake that has to ask runs as an OpenSSL job with a
 // stack of its own, which is left in the middle of the verification (`TrustGate`) and entered again when the verdict is
-// there. That stack is small and belongs to the thread that drives the network: the host is asked on a worker
+// there. That stack is small and belongs to the network thread: the host is asked on a worker
 // (`askHandler`).
 #pragma once
 
@@ -16,12 +16,12 @@
 
 #include "platform/native/http/certificate_verification.h"
 #include "platform/native/http/native_http_environment.h"
-#include "platform/native/threads/mailbox.h"
+#include "platform/native/threads/loop_queue.h"
 #include "qlczephra/certificates_handler.h"
 
 namespace qlczephra::platform {
 
-// The place in a handshake where the verdict is waited for. Belongs to the thread that drives the network.
+// The place in a handshake where the verdict is waited for. Belongs to the network thread.
 //
 // A handshake that waits here must be continued with a verdict before its connection is closed: OpenSSL would never
 // free its stack.
@@ -52,10 +52,10 @@ class TrustGate {
   Verdict verdict_ = Verdict::none;
 };
 
-// Has a worker call the handler. `decided` is posted to the mailbox with the handler's first answer; a handler that
-// throws has answered `refuse`, one that never answers never comes back here. Once the mailbox is closed the handler is
+// Has a worker call the handler. `decided` is posted to the queue with the handler's first answer; a handler that
+// throws has answered `refuse`, one that never answers never comes back here. Once the queue is closed the handler is
 // not called any more. The handler is released on the worker.
-void askHandler(const NativeHttpEnvironment& environment, const std::shared_ptr<Mailbox>& mailbox,
+void askHandler(const NativeHttpEnvironment& environment, const std::shared_ptr<LoopQueue>& loopQueue,
                 std::shared_ptr<QLCPMCertificatesHandler> handler, std::string host, std::uint16_t port,
                 std::vector<Certificate> chain, std::function<void(TrustDecision)> decided);
 

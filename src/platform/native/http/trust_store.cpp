@@ -2,6 +2,8 @@
 
 #include <openssl/err.h>
 
+#include <list>
+#include <new>
 #include <utility>
 
 namespace qlczephra::platform {
@@ -28,11 +30,11 @@ std::int64_t nanoseconds(const timespec& time) {
 
 }  // namespace
 
-TrustStore::TrustStore(std::string bundle, std::function<void(Task)> postToWorker, std::shared_ptr<Mailbox> mailbox,
+TrustStore::TrustStore(std::string bundle, std::function<void(Task)> postToWorker, std::shared_ptr<LoopQueue> loopQueue,
                        std::shared_ptr<std::atomic<std::uint64_t>> loads)
     : bundle_(std::move(bundle)),
       postToWorker_(std::move(postToWorker)),
-      mailbox_(std::move(mailbox)),
+      loopQueue_(std::move(loopQueue)),
       loads_(std::move(loads)) {}
 
 TrustStore::Signature TrustStore::signatureOf(const std::string& bundle) {
@@ -47,29 +49,44 @@ void TrustStore::whenCurrent(Callback callback) {
     return;
   }
   callbacks_.push_back(std::move(callback));
-  if (!loading_) load();
+  if (loading_) return;
+  try {
+    load();
+  } catch (...) {  // no memory or no worker
+    callbacks_.pop_back();
+    throw;
+  }
 }
 
 void TrustStore::load() {
-  loading_ = true;
-  postToWorker_([this, bundle = bundle_, mailbox = mailbox_, loads = loads_] {
-    // The signature first: a file replaced while it is read is read again.
-    const Signature signature = signatureOf(bundle);
-    TrustedCertificates loaded = readBundle(bundle);
+  auto loaded = std::make_shared<Loaded>();
+  auto answer = std::make_shared<std::list<Task>>();
+  answer->emplace_back([this, loaded] { finishLoad(std::move(*loaded)); });
+  postToWorker_([bundle = bundle_, loaded, answer, loopQueue = loopQueue_, loads = loads_] {
+    try {
+      // The signature first: a file replaced while it is read is read again.
+      const Signature signature = signatureOf(bundle);
+      loaded->store = readBundle(bundle);
+      loaded->signature = signature;
+    } catch (const std::bad_alloc&) {  // read again with the next request
+    }
     ++*loads;
-    mailbox->post([this, signature, loaded = std::move(loaded)] { finishLoad(signature, loaded); });
+    loopQueue->post(*answer);
   });
+  loading_ = true;
 }
 
-void TrustStore::finishLoad(const Signature& signature, TrustedCertificates loaded) {
+void TrustStore::finishLoad(Loaded loaded) {
   loading_ = false;
-  signature_ = signature;
-  if (loaded) {
-    store_ = std::move(loaded);
-  } else if (!store_) {
-    store_ = makeStore();
+  signature_ = loaded.signature;
+  if (loaded.store) store_ = std::move(loaded.store);
+  const std::vector<Callback> callbacks = std::exchange(callbacks_, {});
+  try {
+    if (!store_) store_ = makeStore();
+  } catch (const std::bad_alloc&) {
+    signature_.reset();
   }
-  for (const Callback& callback : std::exchange(callbacks_, {})) callback(store_);
+  for (const Callback& callback : callbacks) callback(store_);
 }
 
 }  // namespace qlczephra::platform

@@ -12,24 +12,24 @@
 #include <vector>
 
 #include "platform/native/http/certificate_verification.h"
-#include "platform/native/threads/mailbox.h"
+#include "platform/native/threads/loop_queue.h"
 #include "platform/queue.h"
 
 namespace qlczephra::platform {
 
-// Belongs to the thread that drives the network, on which its callbacks run too; reading the file (tens of
+// Belongs to the network thread, on which its callbacks run too; reading the file (tens of
 // milliseconds) is a worker's job.
 class TrustStore {
  public:
-  using Callback = std::function<void(const TrustedCertificates&)>;
+  using Callback = std::function<void(const TrustedCertificates&)>;  // must not throw
 
   // `bundle`: a file of PEM certificates. `loads` counts how often it was read.
-  TrustStore(std::string bundle, std::function<void(Task)> postToWorker, std::shared_ptr<Mailbox> mailbox,
+  TrustStore(std::string bundle, std::function<void(Task)> postToWorker, std::shared_ptr<LoopQueue> loopQueue,
              std::shared_ptr<std::atomic<std::uint64_t>> loads);
 
   // Calls back with the certificates as the file has them now: at once while the file is the one that was read, else
   // after it was read again. A file that is gone or has no certificate leaves those of before; without any before, the
-  // store is empty and trusts nobody.
+  // store is empty and trusts nobody; null when memory is short. Throws as WorkerPool::post().
   void whenCurrent(Callback callback);
 
  private:
@@ -43,13 +43,18 @@ class TrustStore {
     bool operator==(const Signature&) const = default;
   };
 
+  struct Loaded {
+    std::optional<Signature> signature;  // nullopt: memory was short
+    TrustedCertificates store;           // null when the file could not be read
+  };
+
   static Signature signatureOf(const std::string& bundle);
   void load();
-  void finishLoad(const Signature& signature, TrustedCertificates loaded);
+  void finishLoad(Loaded loaded);
 
   const std::string bundle_;
   const std::function<void(Task)> postToWorker_;
-  const std::shared_ptr<Mailbox> mailbox_;
+  const std::shared_ptr<LoopQueue> loopQueue_;
   const std::shared_ptr<std::atomic<std::uint64_t>> loads_;
   std::optional<Signature> signature_;  // of the content that `store_` has, or that could not be read
   TrustedCertificates store_;

@@ -9,70 +9,76 @@
 #include <system_error>
 #include <utility>
 
+#include "platform/native/base/native_log.h"
+
 namespace qlczephra::platform {
 namespace {
 
-constexpr std::uint64_t mailboxToken = 0;
+constexpr std::uint64_t queueToken = 0;
 
-int makeEpoll() {
+int makeEpoll(int queueDescriptor) {
   const int descriptor = ::epoll_create1(EPOLL_CLOEXEC);
-  if (descriptor < 0) throw std::system_error(errno, std::system_category(), "epoll_create1");
-  return descriptor;
+  epoll_event event{};
+  event.events = EPOLLIN;
+  event.data.u64 = queueToken;
+  if (descriptor >= 0 && ::epoll_ctl(descriptor, EPOLL_CTL_ADD, queueDescriptor, &event) == 0) return descriptor;
+  const int error = errno;
+  if (descriptor >= 0) ::close(descriptor);
+  throw std::system_error(error, std::system_category(), "epoll");
 }
 
-std::shared_ptr<Mailbox> makeMailbox(int epoll, std::function<void()> summon) {
-  auto mailbox = std::make_shared<Mailbox>(std::move(summon));
-  epoll_event event{};
-  event.events = EPOLLIN | EPOLLET;
-  event.data.u64 = mailboxToken;
-  if (::epoll_ctl(epoll, EPOLL_CTL_ADD, mailbox->descriptor(), &event) != 0) {
-    throw std::system_error(errno, std::system_category(), "epoll_ctl");
+// Ends with what it throws, since memory ran out; each knows what becomes of its transfer then.
+template <typename Function>
+void runGuarded(const Function& function) noexcept {
+  try {
+    function();
+  } catch (const std::exception&) {
+    nativeLog().process("qlczephra: the network thread is short of memory");
   }
-  return mailbox;
 }
 
 }  // namespace
 
-EventLoop::EventLoop(std::function<void()> summon)
-    : epoll_(makeEpoll()), mailbox_([&] {
-        try {
-          return makeMailbox(epoll_, std::move(summon));
-        } catch (...) {
-          ::close(epoll_);
-          throw;
-        }
-      }()) {}
+EventLoop::Timer::Timer(EventLoop& loop, Task task) : loop_(loop), task_(std::move(task)) {
+  loop_.timers_.push_back(this);
+}
+
+EventLoop::Timer::~Timer() {
+  std::erase(loop_.timers_, this);
+}
+
+EventLoop::EventLoop() : epoll_(makeEpoll(queue_->descriptor())) {}
 
 EventLoop::~EventLoop() {
-  mailbox_->close();
+  queue_->close();
   ::close(epoll_);
 }
 
-bool EventLoop::run(const std::function<bool()>& idle) {
+void EventLoop::run() noexcept {
   std::array<epoll_event, 64> events;
   while (!stopping_) {
-    for (Task& task : mailbox_->take()) task();
+    for (Task& task : queue_->take()) runGuarded(task);
     runDueTimers();
     if (stopping_) break;
-    if (idle() && mailbox_->leave()) return true;
-    if (!mailbox_->beginWait()) continue;
     const int count = ::epoll_wait(epoll_, events.data(), static_cast<int>(events.size()), millisecondsToNextTimer());
-    mailbox_->endWait();
     for (int i = 0; i < count && !stopping_; ++i) {
       const epoll_event& event = events[static_cast<std::size_t>(i)];
-      if (event.data.u64 != mailboxToken) dispatch(event.data.u64, event.events);
+      if (event.data.u64 == queueToken) {
+        queue_->clearWakeUps();
+      } else {
+        runGuarded([&] { dispatch(event.data.u64, event.events); });
+      }
     }
   }
-  return false;
 }
 
-void EventLoop::stop() {
+void EventLoop::stop() noexcept {
   stopping_ = true;
-  mailbox_->interrupt();
+  queue_->wake();
 }
 
 void EventLoop::watch(int descriptor, std::uint32_t events, Handler handler) {
-  // Never 0 in the upper half, so no token equals the mailbox's.
+  // Never 0 in the upper half, so no token equals the queue's.
   if (++lastGeneration_ == 0) ++lastGeneration_;
   watched_[descriptor] = {lastGeneration_, std::move(handler)};
   epoll_event event{};
@@ -83,28 +89,15 @@ void EventLoop::watch(int descriptor, std::uint32_t events, Handler handler) {
   }
 }
 
-void EventLoop::unwatch(int descriptor) {
+void EventLoop::unwatch(int descriptor) noexcept {
   if (watched_.erase(descriptor) != 0) ::epoll_ctl(epoll_, EPOLL_CTL_DEL, descriptor, nullptr);
 }
 
-EventLoop::Timer EventLoop::at(Clock::time_point when, Task task) {
-  const Timer timer{when, ++lastTimer_};
-  timers_.emplace(timer, std::move(task));
-  return timer;
-}
-
-void EventLoop::cancel(Timer& timer) {
-  timers_.erase(timer);
-  timer = {};
-}
-
-std::optional<EventLoop::Clock::time_point> EventLoop::nextTimer() const {
-  return timers_.empty() ? std::nullopt : std::optional(timers_.begin()->first.when);
-}
-
-int EventLoop::millisecondsToNextTimer() const {
-  if (timers_.empty()) return -1;
-  const auto left = std::chrono::ceil<std::chrono::milliseconds>(timers_.begin()->first.when - Clock::now());
+int EventLoop::millisecondsToNextTimer() const noexcept {
+  auto next = Clock::time_point::max();
+  for (const Timer* const timer : timers_) next = std::min(next, timer->when_.value_or(next));
+  if (next == Clock::time_point::max()) return -1;
+  const auto left = std::chrono::ceil<std::chrono::milliseconds>(next - Clock::now());
   return static_cast<int>(std::clamp<std::int64_t>(left.count(), 0, 60'000));
 }
 
@@ -115,13 +108,18 @@ void EventLoop::dispatch(std::uint64_t token, std::uint32_t events) {
   handler(events);
 }
 
-void EventLoop::runDueTimers() {
-  if (timers_.empty()) return;
+void EventLoop::runDueTimers() noexcept {
   // Against one reading of the clock, so that a timer that sets itself again does not keep the loop here.
   const auto now = Clock::now();
-  while (!timers_.empty() && timers_.begin()->first.when <= now && !stopping_) {
-    const Task task = std::move(timers_.extract(timers_.begin()).mapped());
-    task();
+  // By index: a task may make and destroy timers.
+  for (std::size_t i = 0; i < timers_.size() && !stopping_; ++i) {
+    Timer& timer = *timers_[i];
+    if (!timer.when_ || *timer.when_ > now) continue;
+    timer.cancel();
+    runGuarded([&] {
+      const Task task = timer.task_;  // a copy: it may destroy its timer
+      task();
+    });
   }
 }
 

@@ -16,12 +16,17 @@ class WorkerPool;
 class PoolSerialQueue final : public SerialQueue, public std::enable_shared_from_this<PoolSerialQueue> {
  public:
   explicit PoolSerialQueue(const std::shared_ptr<WorkerPool>& pool);
+  // Both throw as WorkerPool::post().
   void post(Task task) override;
   void postAfter(std::chrono::seconds delay, Task task) override;
 
  private:
-  void takeTurn();
-  void postTurn(void (WorkerPool::*postTask)(Task));
+  // Posts a turn unless one is on its way, and moves the tasks in behind. Throws before anything has changed.
+  void add(std::list<Task>& tasks) QLCZ_REQUIRES(mutex_);
+  void takeTurn() noexcept QLCZ_EXCLUDES(mutex_);
+  // After a task: returns whether the next one is to run in the same turn.
+  bool goesOn() noexcept QLCZ_EXCLUDES(mutex_);
+  void postTurn();
 
   const std::weak_ptr<WorkerPool> pool_;
   Mutex mutex_;

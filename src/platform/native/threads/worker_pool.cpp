@@ -3,9 +3,10 @@
 #include <pthread.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <exception>
-#include <limits>
 #include <optional>
+#include <system_error>
 #include <utility>
 
 #include "platform/native/base/native_log.h"
@@ -16,23 +17,26 @@ namespace qlczephra::platform {
 
 namespace {
 
-constexpr std::size_t permanentWorkers = 3;
+constexpr std::size_t permanentWorkers = 2;
 constexpr std::size_t maximumWorkers = 1024;
 constexpr std::chrono::seconds surplusIdleTime{5};
 // How soon a moved wall clock is noticed.
 constexpr std::chrono::seconds longestBlindWait{20};
 
-void run(Task& task) noexcept {
+}  // namespace
+
+void runTask(Task& task) noexcept {
   try {
     task();
   } catch (...) {
-    nativeLog().process("qlczephra: a task failed for want of memory");
+    try {
+      nativeLog().process("qlczephra: a task failed for want of memory");
+    } catch (...) {  // nor is there any for the line
+    }
   }
   // What the task captured goes on this thread, before the next task begins.
   task = nullptr;
 }
-
-}  // namespace
 
 thread_local WorkerPool::Worker* WorkerPool::currentWorker = nullptr;
 
@@ -45,27 +49,27 @@ WorkerPool::Worker* WorkerPool::self() const noexcept {
 }
 
 void WorkerPool::post(Task task) {
-  Aftermath aftermath;
-  const MutexLock lock(mutex_);
-  if (stopping_) return;
-  ready_.push_back(std::move(task));
-  announce(aftermath);
+  std::list<Task> added;
+  added.push_back(std::move(task));
+  if (!tryPost(added)) throw std::system_error(EAGAIN, std::generic_category(), "no worker thread");
 }
 
-void WorkerPool::postLast(Task task) {
-  Aftermath aftermath;
+bool WorkerPool::tryPost(std::list<Task>& tasks) noexcept {
+  std::list<Task> dropped;
   const MutexLock lock(mutex_);
-  if (stopping_) return;
-  ready_.push_back(std::move(task));
-  if (!comesItself()) announce(aftermath);
-}
-
-void WorkerPool::postFirst(Task task) {
-  Aftermath aftermath;
-  const MutexLock lock(mutex_);
-  if (stopping_) return;
-  ready_.push_front(std::move(task));
-  announce(aftermath);
+  if (stopping_) {
+    dropped.swap(tasks);
+    return true;
+  }
+  if (!startWorkers()) return false;
+  const bool several = tasks.size() > 1;
+  ready_.splice(ready_.end(), tasks);
+  if (several) {
+    changed_.notifyAll();
+  } else {
+    changed_.notifyOne();
+  }
+  return true;
 }
 
 void WorkerPool::postAfter(std::chrono::nanoseconds delay, Task task) {
@@ -73,33 +77,17 @@ void WorkerPool::postAfter(std::chrono::nanoseconds delay, Task task) {
     post(std::move(task));
     return;
   }
-  Aftermath aftermath;
-  const MutexLock lock(mutex_);
-  if (stopping_) return;
+  std::multimap<Clock::time_point, std::list<Task>> added;
   const auto now = Clock::now();
   // A delay beyond the clock's range never ends, as it should.
   const auto due = delay > Clock::time_point::max() - now ? Clock::time_point::max() : now + delay;
-  delayed_.emplace(due, std::move(task));
-  announce(aftermath);
-}
-
-void WorkerPool::announce(Aftermath& aftermath) {
-  // Where no thread can be had, the task waits for one of those there are, or for the next post.
-  while ((running_ < permanentWorkers || (freeWorkers() == 0 && running_ < maximumWorkers)) && startWorker(aftermath)) {
-  }
-  callOne(aftermath);
-}
-
-void WorkerPool::callOne(Aftermath& aftermath) {
-  const bool enough = ready_.size() <= called_ && (!nobodyKeepsTime() || called_ != 0);
-  if (idle_.empty() || enough) return;
-  // The timekeeper is called last, since another one would have to wake to keep the time in its place.
-  const bool lastKeepsTime = idle_.size() > 1 && idle_.back() == timekeeper_;
-  const auto which = idle_.end() - (lastKeepsTime ? 2 : 1);
-  Worker& called = **which;
-  idle_.erase(which);
-  ++called_;
-  aftermath.called = called.called;
+  added.emplace(due, std::list<Task>{})->second.push_back(std::move(task));
+  const MutexLock lock(mutex_);
+  if (stopping_) return;
+  if (!startWorkers()) throw std::system_error(EAGAIN, std::generic_category(), "no worker thread");
+  delayed_.merge(added);
+  // All wait for the first of them, so that any may be busy then.
+  if (delayed_.begin()->first == due) changed_.notifyAll();
 }
 
 void WorkerPool::postAt(std::chrono::system_clock::time_point deadline, Task task) {
@@ -122,15 +110,13 @@ std::shared_ptr<SerialQueue> WorkerPool::makeSerialQueue() {
 bool WorkerPool::hostCodeBegins() noexcept {
   Worker* const worker = self();
   if (worker == nullptr) return !stopping_;
-  Aftermath aftermath;
   const MutexLock lock(mutex_);
   if (stopping_) return false;
   if (worker->hostDepth++ > 0) return true;
   ++inHostCode_;
-  if (ready_.empty() && !nobodyKeepsTime()) return true;
   // What this thread would have done next is for another one to do.
-  callOne(aftermath);
-  if (freeWorkers() == 0 && running_ < maximumWorkers) static_cast<void>(startWorker(aftermath));
+  if (!ready_.empty()) changed_.notifyOne();
+  if (freeWorkers() == 0 && !(ready_.empty() && delayed_.empty())) startWorker();
   return true;
 }
 
@@ -141,21 +127,17 @@ void WorkerPool::hostCodeEnds() noexcept {
   if (--worker->hostDepth == 0) --inHostCode_;
 }
 
-WorkerPool::Aftermath::~Aftermath() {
-  if (called != nullptr) called->notifyOne();
-  for (Worker& worker : ended) worker.thread.join();
+bool WorkerPool::startWorkers() noexcept {
+  while ((running_ < permanentWorkers || (freeWorkers() == 0 && running_ < maximumWorkers)) && startWorker()) {
+  }
+  return running_ != 0;
 }
 
-bool WorkerPool::startWorker(Aftermath& aftermath) {
-  for (auto worker = workers_.begin(); worker != workers_.end();) {
-    const auto next = std::next(worker);
-    if (worker->ended) aftermath.ended.splice(aftermath.ended.end(), workers_, worker);
-    worker = next;
-  }
+bool WorkerPool::startWorker() noexcept {
+  if (running_ >= maximumWorkers) return false;
   const BlockedSignals blocked;
   std::list<Worker> started;
   try {
-    idle_.reserve(running_ + 1);  // so that waiting needs no memory
     Worker& worker = started.emplace_back();
     worker.pool = this;
     // The thread holds the pool, so that one that is still inside host code at the end has all that it needs.
@@ -171,73 +153,75 @@ bool WorkerPool::startWorker(Aftermath& aftermath) {
 void WorkerPool::work(Worker& self) {
   pthread_setname_np(pthread_self(), "qlczephra-work");
   currentWorker = &self;
-  Task task;
-  while (takeTask(self, task)) run(task);
+  std::list<Task> task;
+  while (takeTask(task)) {
+    runTask(task.front());
+    task.clear();
+    joinEnded();
+  }
   currentWorker = nullptr;  // the thread's objects go later, and may be the host's
   const MutexLock lock(mutex_);
-  --running_;
   self.ended = true;
 }
 
 // Waits for the next task; false when the thread is to end.
-bool WorkerPool::takeTask(Worker& self, Task& task) {
-  Aftermath aftermath;
+bool WorkerPool::takeTask(std::list<Task>& task) {
   const MutexLock lock(mutex_);
   std::optional<Clock::time_point> idleSince;
   for (;;) {
-    if (stopping_) return false;
+    if (stopping_) break;
     if (!delayed_.empty()) {
       const auto now = Clock::now();
-      while (!delayed_.empty() && delayed_.begin()->first <= now) {
-        ready_.push_back(std::move(delayed_.extract(delayed_.begin()).mapped()));
+      for (; !delayed_.empty() && delayed_.begin()->first <= now; delayed_.erase(delayed_.begin())) {
+        ready_.splice(ready_.end(), delayed_.begin()->second);
       }
     }
     if (!ready_.empty()) {
-      task = std::move(ready_.front());
-      ready_.pop_front();
-      // Tasks that came due together, or that a worker posted, were announced to nobody; and this thread may have been
-      // the one that kept the time.
-      callOne(aftermath);
+      task.splice(task.end(), ready_, ready_.begin());
+      // Tasks that came due together were announced to nobody.
+      if (!ready_.empty()) changed_.notifyOne();
       return true;
     }
-    const bool surplus = freeWorkers() > permanentWorkers;
-    if (!surplus) {
-      waitForCall(self, Clock::time_point::max());
+    if (freeWorkers() <= permanentWorkers) {
+      waitUntil(Clock::time_point::max());
       continue;
     }
     const auto now = Clock::now();
     if (!idleSince) idleSince = now;
-    if (now - *idleSince >= surplusIdleTime) {
-      callOne(aftermath);
-      return false;
-    }
-    waitForCall(self, *idleSince + surplusIdleTime);
+    if (now - *idleSince >= surplusIdleTime) break;
+    waitUntil(*idleSince + surplusIdleTime);
+  }
+  --running_;
+  return false;
+}
+
+void WorkerPool::waitUntil(Clock::time_point longest) {
+  const auto until = delayed_.empty() ? longest : std::min(longest, delayed_.begin()->first);
+  if (until == Clock::time_point::max()) {
+    changed_.wait(mutex_);
+  } else {
+    changed_.waitUntil(mutex_, until);
   }
 }
 
-void WorkerPool::waitForCall(Worker& self, Clock::time_point longest) {
-  auto wakeUp = longest;
-  if (nobodyKeepsTime()) {
-    timekeeper_ = &self;
-    timekeeperWaitsUntil_ = delayed_.begin()->first;
-    wakeUp = std::min(longest, timekeeperWaitsUntil_);
+void WorkerPool::joinEnded() {
+  std::list<Worker> ended;
+  {
+    const MutexLock lock(mutex_);
+    if (workers_.size() == running_) return;
+    for (auto worker = workers_.begin(); worker != workers_.end();) {
+      const auto next = std::next(worker);
+      if (worker->ended) ended.splice(ended.end(), workers_, worker);
+      worker = next;
+    }
   }
-  idle_.push_back(&self);
-  if (wakeUp == Clock::time_point::max()) {
-    self.called->wait(mutex_);
-  } else {
-    self.called->waitUntil(mutex_, wakeUp);
-  }
-  if (std::erase(idle_, &self) == 0) --called_;
-  if (timekeeper_ == &self) {
-    timekeeper_ = nullptr;
-    timekeeperWaitsUntil_ = Clock::time_point::max();
-  }
+  // The last that such a thread does may be host code.
+  for (Worker& worker : ended) worker.thread.join();
 }
 
 void WorkerPool::stop() {
-  std::deque<Task> ready;
-  std::multimap<Clock::time_point, Task> delayed;
+  std::list<Task> ready;
+  std::multimap<Clock::time_point, std::list<Task>> delayed;
   std::list<Worker> toJoin;
   {
     const MutexLock lock(mutex_);
@@ -245,7 +229,7 @@ void WorkerPool::stop() {
     stopping_ = true;
     ready.swap(ready_);
     delayed.swap(delayed_);
-    for (Worker& worker : workers_) worker.called->notifyAll();
+    changed_.notifyAll();
     for (auto worker = workers_.begin(); worker != workers_.end();) {
       const auto next = std::next(worker);
       if (worker->hostDepth > 0 || &*worker == currentWorker) {
