@@ -169,7 +169,7 @@ def machine(repetitions):
     processor = next((line.split(":", 1)[1].strip() for line in pathlib.Path("/proc/cpuinfo").read_text().splitlines()
                       if line.startswith("model name")), platform.machine())
     packages = ("g++", "libcurl4-openssl-dev", "libssl-dev", "libsimdjson-dev", "libbenchmark-dev", "nlohmann-json3-dev",
-                "rapidjson-dev", "libboost1.81-dev", "libplist-dev", "libpugixml-dev", "libexpat1-dev")
+                "rapidjson-dev", "libboost1.81-dev", "libexpat1-dev")
     versions = ", ".join(f"{package} {version_of(package)}" for package in packages)
     return (f"{repetitions} repetitions on {processor}, Linux {platform.release()}, -O2 -DNDEBUG. "
             f"Debian packages: {versions}.")

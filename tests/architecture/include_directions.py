@@ -51,6 +51,7 @@ OUTSIDE = {
     "src/text": r"[a-z]+intrin\.h",
     "src/value": r"sanitizer/asan_interface\.h",
     "src/platform/json": r"simdjson\.h",
+    "src/platform/plist": r"expat\.h",
     "src/platform/native": r".*",
     "src/platform/native/base": r".*",
     "src/platform/native/threads": r".*",
