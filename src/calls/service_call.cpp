@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <exception>
+#include <system_error>
 #include <utility>
 
 #include "calls/single_shot_callback.h"
@@ -27,6 +28,8 @@ void ServiceCall::begin(const std::shared_ptr<ServiceCall>& call) {
       });
       if (!isThere) log.info("No CCR token, asking for the new one");
     });
+  } catch (const std::system_error&) {  // no thread
+    call->finish(*client, outOfMemoryError());
   } catch (...) {
     client->remove(*call);
     throw;

@@ -30,7 +30,8 @@ class ServiceCall : public std::enable_shared_from_this<ServiceCall> {
   ServiceCall(const ServiceCall&) = delete;
   ServiceCall& operator=(const ServiceCall&) = delete;
 
-  // Begins with the token. Returns at once. Throws, and nothing has begun, when there is no memory.
+  // Begins with the token. Returns at once. Throws, and nothing has begun, when there is no memory. Without a thread to
+  // be had the call ends at once with `unexpectedResponse` (status 0), on this thread.
   static void begin(const std::shared_ptr<ServiceCall>& call);
 
  protected:
