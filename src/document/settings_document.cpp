@@ -9,12 +9,10 @@
 #include "document/setting_node.h"
 #include "document/settings_tree_builder.h"
 #include "platform/json/structural_index.h"
-#include "value/block_arena.h"
 
 namespace qlczephra::document {
 
 std::variant<SettingsDocument, NoSettings> SettingsDocument::interpret(std::string_view text) {
-  const BlockArena arena;
   DocumentContent content;
   {
     const json::StructuralIndex index(text);

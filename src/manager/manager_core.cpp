@@ -10,7 +10,6 @@
 #include "platform/plist/plist.h"
 #include "platform/replace_file.h"
 #include "state/plist_file.h"
-#include "value/block_arena.h"
 
 namespace qlczephra {
 
@@ -30,11 +29,7 @@ std::optional<Map> ManagerCore::loadSettings(const std::string& path, PendingCha
   platform::FileStore& files = platform().files();
   // The lock is tried for each time; what its last owner left is swept once.
   if (changes.tryLock(errors) && !localFileSwept_.exchange(true)) platform::removeStaleReplacements(files, path);
-  PlistFileContent content;
-  {
-    const BlockArena arena;  // for a tree that is replaced whole
-    content = readPlistFile(files, path);
-  }
+  const PlistFileContent content = readPlistFile(files, path);
   if (content.state != PlistFileContent::State::good) return std::nullopt;
   // The file may be older than the changes: its own replacement may have failed where theirs did not.
   const PendingChanges::Layers layers = changes.layers(PendingChanges::Ticket{});

@@ -1,7 +1,5 @@
 #include "text/utf8.h"
 
-#include "text/byte_scan.h"
-
 namespace qlczephra::utf8 {
 
 namespace {
@@ -48,7 +46,7 @@ char32_t decode(const char* first, std::size_t length) noexcept {
 bool isValid(std::string_view text) noexcept {
   const char* const last = text.data() + text.size();
   for (const char* at = text.data();;) {
-    at = findFirst<bytes::NonAscii>(at, last);
+    while (at != last && static_cast<unsigned char>(*at) < 0x80) ++at;
     if (at == last) return true;
     const std::size_t length = sequenceLength(at, last);
     if (length == 0) return false;

@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "qlczephra/value.h"
-#include "value/short_copy.h"
 
 namespace qlczephra {
 
@@ -30,7 +29,7 @@ struct KeyWords {
     if (key.size() > longestInlineKey) {
       std::memcpy(bytes, key.data(), longestInlineKey);
     } else {
-      copyShort(key.data(), key.size(), bytes);
+      key.copy(bytes, key.size());
     }
     take(bytes);
     setLength(key.size());

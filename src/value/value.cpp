@@ -8,11 +8,9 @@
 #include <new>
 #include <stdexcept>
 
-#include "value/block_arena.h"
 #include "value/container_view.h"
 #include "value/key_compare.h"
 #include "value/map_maker.h"
-#include "value/short_copy.h"
 #include "value/value_stack.h"
 
 namespace qlczephra {
@@ -36,7 +34,7 @@ template <typename T>
 detail::ContainerBlock* emptyBlockOf(std::size_t count) {
   if (count > std::numeric_limits<std::uint32_t>::max())
     throw std::length_error("a list or map of over 2^32-1 entries");
-  void* memory = BlockArena::allocate(sizeof(detail::ContainerBlock) + count * sizeof(T));
+  void* memory = ::operator new(sizeof(detail::ContainerBlock) + count * sizeof(T));
   return new (memory) detail::ContainerBlock{{1}, static_cast<std::uint32_t>(count), 1};
 }
 
@@ -67,14 +65,6 @@ bool equalReals(double left, double right) noexcept {
 
 // ---- freeing
 
-namespace {
-
-void freeString(BlockRelease& blocks, detail::StringBlock* block) noexcept {
-  blocks.free(block, sizeof(detail::StringBlock) + block->size);
-}
-
-}  // namespace
-
 // Containers whose last reference has gone wait in a chain and are freed one after the other, so the stack stays flat
 // however deep they are nested. The chain runs through their count words; the lowest bit of a link tells a map.
 class detail::Disposal::Chain {
@@ -87,7 +77,6 @@ class detail::Disposal::Chain {
       auto* doomed = reinterpret_cast<ContainerBlock*>(head_ & ~std::uintptr_t{1});
       head_ = doomed->references;
       const std::size_t size = doomed->size;
-      prefetch(doomed, map);
       if (map) {
         for (auto& slot : std::span(elements<Map::Slot>(doomed), size)) {
           release(slot.key);
@@ -96,19 +85,11 @@ class detail::Disposal::Chain {
       } else {
         for (auto& value : std::span(elements<Value>(doomed), size)) release(value);
       }
-      blocks_.free(doomed, sizeof(ContainerBlock) + size * (map ? sizeof(Map::Slot) : sizeof(Value)));
+      ::operator delete(doomed);
     }
   }
 
  private:
-  // What is freed was mostly not touched for long, and stands apart: the blocks inside are fetched side by side.
-  static void prefetch(ContainerBlock* block, bool isMap) noexcept {
-    const std::size_t step = isMap ? 2 : 1;
-    const Value* const values = elements<Value>(block);
-    for (std::size_t i = step - 1; i < block->size * step; i += step) {
-      if (values[i].isShared()) __builtin_prefetch(values[i].load<SharedBlock*>(), 1);
-    }
-  }
   void add(ContainerBlock* block, bool isMap) noexcept {
     block->references = head_;
     head_ = reinterpret_cast<std::uintptr_t>(block) | std::uintptr_t{isMap};
@@ -118,13 +99,12 @@ class detail::Disposal::Chain {
     auto* block = value.load<SharedBlock*>();
     if (block == nullptr || !releaseIsLast(block)) return;
     if (value.tag() == Value::Tag::sharedString) {
-      freeString(blocks_, static_cast<StringBlock*>(block));
+      ::operator delete(block);
     } else {
       add(static_cast<ContainerBlock*>(block), value.tag() == Value::Tag::map);
     }
   }
   std::uintptr_t head_ = 0;
-  BlockRelease blocks_;
 };
 
 void detail::Disposal::ofList(ContainerBlock* block) noexcept {
@@ -134,8 +114,7 @@ void detail::Disposal::ofMap(ContainerBlock* block) noexcept {
   Chain().run(block, true);
 }
 void detail::Disposal::ofString(StringBlock* block) noexcept {
-  BlockRelease blocks;
-  freeString(blocks, block);
+  ::operator delete(block);
 }
 
 void Value::destroyShared() noexcept {
@@ -156,11 +135,11 @@ void Value::destroyShared() noexcept {
 
 Value::Value(std::string_view text) {
   if (text.size() <= sizeof bytes_) {
-    copyShort(text.data(), text.size(), reinterpret_cast<char*>(bytes_));
+    text.copy(reinterpret_cast<char*>(bytes_), text.size());
     tag_ = static_cast<std::uint8_t>(text.size() << 4U) | static_cast<std::uint8_t>(Tag::inlineString);
     return;
   }
-  void* memory = BlockArena::allocate(sizeof(detail::StringBlock) + text.size());
+  void* memory = ::operator new(sizeof(detail::StringBlock) + text.size());
   auto* block = new (memory) detail::StringBlock{{1}, text.size()};
   std::memcpy(block + 1, text.data(), text.size());
   store(block);
@@ -400,7 +379,7 @@ void ValueStack::grow(std::size_t capacity) {
 ContainerBlock* ValueStack::cut(const Value* first, std::size_t count) {
   ContainerBlock* const block = innermost_.isMap ? emptyBlockOf<Map::Slot>(count / 2) : emptyBlockOf<Value>(count);
   block->nesting = innermost_.nesting;
-  copyMedium(reinterpret_cast<const char*>(first), count * sizeof(Value), reinterpret_cast<char*>(block + 1));
+  std::memcpy(static_cast<void*>(block + 1), static_cast<const void*>(first), count * sizeof(Value));
   return block;
 }
 

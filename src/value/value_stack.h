@@ -50,10 +50,6 @@ class ValueStack {
   // The same for what needs no memory of its own.
   void add(bool boolean) { put(Value::Tag::boolean, std::uint64_t{boolean}); }
   void add(std::int64_t integer) { put(Value::Tag::signedInteger, static_cast<std::uint64_t>(integer)); }
-  // A key or a string of `longestShort` bytes at most, from the first of which on 16 can be read.
-  static constexpr std::size_t longestShort = sizeof(Value) - 1;
-  void addShort(std::string_view text);
-
   // The value when it is complete.
   [[nodiscard]] Value take() noexcept { return std::move(values_[--size_]); }
 
@@ -102,17 +98,5 @@ class ValueStack {
   static constexpr std::size_t mostSwitches = 4;  // with their keys
   Map switches_[16];
 };
-
-inline void ValueStack::addShort(std::string_view text) {
-  constexpr unsigned char kept = 0xFF;
-  static constexpr unsigned char masks[2 * longestShort + 1] = {kept, kept, kept, kept, kept, kept, kept, kept,
-                                                                kept, kept, kept, kept, kept, kept, kept};
-  Bytes bytes;
-  Bytes mask;
-  std::memcpy(&bytes, text.data(), sizeof bytes);
-  std::memcpy(&mask, masks + longestShort - text.size(), sizeof mask);
-  // What lies behind the text is cut off.
-  put((bytes & mask) | inTag(text.size() << 4U | static_cast<std::uint8_t>(Value::Tag::inlineString)));
-}
 
 }  // namespace qlczephra::detail

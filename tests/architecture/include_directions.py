@@ -48,8 +48,6 @@ SINGLE_HEADERS = {"include/qlczephra/value.h": "value.h", "include/qlczephra/exp
 # Headers outside the standard library that a folder may use.
 SYSTEM = r"[a-z_]+\.h|(sys|net|netinet|arpa)/[a-z_]+\.h"
 OUTSIDE = {
-    "src/text": r"[a-z]+intrin\.h",
-    "src/value": r"sanitizer/asan_interface\.h",
     "src/platform/json": r"simdjson\.h",
     "src/platform/plist": r"expat\.h",
     "src/platform/native": r".*",

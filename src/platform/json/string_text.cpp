@@ -3,7 +3,6 @@
 #include <charconv>
 #include <optional>
 
-#include "text/byte_scan.h"
 #include "text/utf8.h"
 
 namespace qlczephra::json {
@@ -71,20 +70,20 @@ bool unescape(std::string_view text, std::string& unescaped) {
 }
 
 bool appendString(std::string& text, std::string_view content) {
-  using Escaped = bytes::Either<bytes::Control, bytes::AnyOf<'"', '\\'>>;
+  const auto isEscaped = [](char byte) {
+    return static_cast<unsigned char>(byte) < ' ' || byte == '"' || byte == '\\';
+  };
   text += '"';
   const char* const last = content.data() + content.size();
-  for (const char* run = content.data();;) {
-    const char* at = findFirst<bytes::Either<Escaped, bytes::NonAscii>>(run, last);
-    while (at != last && bytes::NonAscii::has(*at)) {
+  for (const char* at = content.data(); at != last;) {
+    const char* const run = at;
+    while (at != last && !isEscaped(*at)) {
       const std::size_t length = utf8::sequenceLength(at, last);
       if (length == 0) return false;
       at += length;
     }
     text.append(run, at);
-    if (at == last) break;
-    if (Escaped::has(*at)) appendEscaped(text, *at++);
-    run = at;
+    if (at != last) appendEscaped(text, *at++);
   }
   text += '"';
   return true;
