@@ -2,9 +2,13 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <future>
 #include <optional>
+#include <string>
 #include <system_error>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "tests/real/http_session_fixture.h"
 #include "tests/real/manager_fixture.h"
@@ -33,6 +37,7 @@ using RefusedThreadsHttpTest = platform::HttpSessionTest;
 
 TEST_F(RefusedThreadsHttpTest, ARequestFailsAndTheNextOneTriesAgain) {
   const RawServer server(answering(okReply()));
+  options.transfersAtOnce = 1;
   Signal started;
   workers_->post([&] { started.raise(); });
   ASSERT_TRUE(started.wait());
@@ -43,7 +48,13 @@ TEST_F(RefusedThreadsHttpTest, ARequestFailsAndTheNextOneTriesAgain) {
   EXPECT_EQ(statusOf(exchange(platform::get(server.url()))), 200);
   {
     const RefusedThreads refused;
-    EXPECT_TRUE(exchange(platform::get(server.url("/", "localhost"))).failure) << "no thread for the lookup";
+    // Behind one that holds the only place, so many that each failing inside the one before would take the whole stack.
+    const SilentPort silent;
+    std::vector<std::future<platform::HttpOutcome>> outcomes;
+    outcomes.push_back(
+        begin(platform::impatient(platform::get("http://127.0.0.1:" + std::to_string(silent.port()) + "/"))));
+    for (int i = 0; i < 20'000; ++i) outcomes.push_back(begin(platform::get(server.url("/", "localhost"))));
+    for (auto& outcome : outcomes) ASSERT_TRUE(end(std::move(outcome)).failure) << "no thread for the lookup";
   }
   EXPECT_EQ(statusOf(exchange(platform::get(server.url("/", "localhost")))), 200);
 }

@@ -91,6 +91,8 @@ void HttpEngine::submit(std::list<std::unique_ptr<Transfer>>& transfers) noexcep
 }
 
 void HttpEngine::startQueued() noexcept {
+  // A transfer that fails at once leads here again: the loop goes on instead, lest the stack grow with the queue.
+  if (std::exchange(starting_, true)) return;
   while (!queue_.empty() && exchanges_.size() < options_.transfersAtOnce) {
     auto transfer = std::move(queue_.front());
     queue_.pop_front();
@@ -102,6 +104,7 @@ void HttpEngine::startQueued() noexcept {
       deliver(*transfer, failedOutcome("Memory is short"));
     }
   }
+  starting_ = false;
 }
 
 template <typename Step>

@@ -107,6 +107,7 @@ class HttpEngine final : private TransferObserver {
   std::list<Task> deliveries_;  // completions for which no worker could be had yet
   Id lastId_ = 0;
   EventLoop::Timer progressCheck_;
+  bool starting_ = false;
   bool stopping_ = false;
 };
 
