@@ -10,6 +10,7 @@
 #include "tests/policy/plain_reading.h"
 #include "tests/policy/plain_views.h"
 #include "tests/policy/view_cases.h"
+#include "tests/support/seeds.h"
 #include "tests/support/settings_document.h"
 
 namespace qlczephra::policy {
@@ -121,7 +122,7 @@ class Sample {
 };
 
 TEST(PolicyViews, GiveNoneExactlyWhereARecordCannotBeAndNeverFail) {
-  constexpr std::uint64_t seeds = 1500;
+  constexpr std::uint64_t seeds = test::seedsOf(1500);
   const Sample sample;
   Counts counts;
   std::size_t trees = 0;
