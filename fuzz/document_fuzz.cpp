@@ -1,5 +1,7 @@
 // A document and up to three layers of changes give a tree that can be read at every path, flattened, shown as policy
 // records, and stored where the format allows. The input: document, layer, layer, layer.
+#include <optional>
+
 #include "document/patch.h"
 #include "document/setting_node.h"
 #include "document/settings_document.h"
@@ -32,7 +34,8 @@ void requireReadable(const Map& tree, const Map& children, const Map& flat, cons
     const std::string path = around + std::string(name);
     require(document::valueAt(tree, path) == value);
     if (fields == nullptr) {
-      require(!document::isReadonlyAt(tree, path));
+      // What is no node is not looked for behind a read-only group.
+      require(document::isReadonlyAt(tree, path) == (readonly ? std::optional(true) : std::nullopt));
       continue;
     }
     const bool isLocked = readonly || document::isTrueUnder(*fields, document::readonlyKey);
