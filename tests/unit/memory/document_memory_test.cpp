@@ -21,24 +21,32 @@ bool fails() noexcept {
   return allocationsLeft >= 0 && allocationsLeft-- == 0;
 }
 
-}  // namespace
-
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+void* allocate(std::size_t size) noexcept {
   void* const memory = fails() ? nullptr : std::malloc(size == 0 ? 1 : size);
   if (memory != nullptr) ++liveBlocks;
   return memory;
 }
+
+void release(void* memory) noexcept {
+  if (memory != nullptr) --liveBlocks;
+  std::free(memory);
+}
+
+}  // namespace
+
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  return allocate(size);
+}
 void* operator new(std::size_t size) {
-  void* const memory = operator new(size, std::nothrow);
+  void* const memory = allocate(size);
   if (memory == nullptr) throw std::bad_alloc();
   return memory;
 }
 void operator delete(void* memory) noexcept {
-  if (memory != nullptr) --liveBlocks;
-  std::free(memory);
+  release(memory);
 }
 void operator delete(void* memory, std::size_t) noexcept {
-  operator delete(memory);
+  release(memory);
 }
 
 namespace qlczephra {
