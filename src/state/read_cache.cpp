@@ -51,7 +51,7 @@ ReadCache* ReadCache::ofReadingThread() noexcept {
 }
 
 ReadCache::Entry ReadCache::insert(const Revision& revision, std::string_view path) noexcept {
-  const Entry entry(document::valueAt(revision.tree, path));
+  Entry entry(document::valueAt(revision.tree, path));
   ReadCache* const cache = ofReadingThread();
   if (cache == nullptr || path.size() > longestPath) return entry;
   const std::uint64_t tag = tagOf(revision.number, path);
@@ -68,7 +68,7 @@ ReadCache::Entry ReadCache::insert(const Revision& revision, std::string_view pa
 }
 
 ReadCache::Entry ReadCache::insert(const Revision& revision, const SettingPath& path) noexcept {
-  const Entry entry(document::valueAt(revision.tree, path.text()));
+  Entry entry(document::valueAt(revision.tree, path.text()));
   if (ReadCache* const cache = ofReadingThread()) {
     const std::size_t place = placeOf(revision.number, path);
     Slot& slot = cache->sets_[place / ways].slots[place % ways];
