@@ -162,7 +162,8 @@ std::shared_ptr<PendingChanges> Client::pendingChanges() {
   return pendingChanges_;
 }
 
-void Client::storeSettings(const std::string& path, const Map& settings, const std::optional<Map>& before) {
+void Client::storeSettings(const std::string& path, const Map& settings, const std::optional<Map>& before) noexcept
+    try {
   // Where nothing changed the file holds the settings already, as a rule; a look at it spares the disk.
   std::string present;
   if (before == settings) static_cast<void>(platform_.files().read(path, present));
@@ -170,6 +171,7 @@ void Client::storeSettings(const std::string& path, const Map& settings, const s
   std::string bytes;
   static_cast<void>(writePlistFile(platform_.files(), path, settings, present, localFileSize_.load(), bytes));
   localFileSize_.store(bytes.size());
+} catch (const std::exception&) {  // no memory for it
 }
 
 // ---- uploads
@@ -182,7 +184,7 @@ bool Client::sendPending(const PendingChanges& changes) {
   return true;
 }
 
-void Client::sendFrom(const std::shared_ptr<PendingChanges>& changes) {
+void Client::sendFrom(const std::shared_ptr<PendingChanges>& changes) noexcept try {
   std::vector<std::string> errors;
   PendingChanges::Start start;
   {
@@ -191,9 +193,11 @@ void Client::sendFrom(const std::shared_ptr<PendingChanges>& changes) {
   }
   for (const std::string& error : errors) log_.error(error);
   carryOn(changes, std::move(start));
+} catch (const std::exception&) {
+  changes->giveUp();
 }
 
-void Client::carryOn(const std::shared_ptr<PendingChanges>& changes, PendingChanges::Start start) try {
+void Client::carryOn(const std::shared_ptr<PendingChanges>& changes, PendingChanges::Start start) noexcept try {
   // A client that was closed meanwhile does not keep the claim.
   if (start.upload != nullptr && !isClosed()) {
     ServiceCall::begin(std::make_shared<SettingsUpload>(shared_from_this(), changes, std::move(start.upload)));
@@ -205,18 +209,17 @@ void Client::carryOn(const std::shared_ptr<PendingChanges>& changes, PendingChan
                       if (const auto files = weakChanges.lock()) files->pauseIsOver(number);
                     });
 } catch (const std::exception&) {
-  // No memory, or no thread: the claim has gone back, and whatever happens next to the changes sends them.
-  if (start.pause) changes->dropPause(start.pause->number);
+  // No memory, or no thread: the claim has gone back.
+  changes->giveUp();
 }
 
-void Client::endPauseEarly() noexcept try {
+void Client::endPauseEarly() noexcept {
   std::shared_ptr<PendingChanges> changes;
   {
     const platform::MutexLock lock(mutex_);
     changes = pendingChanges_;
   }
-  if (changes != nullptr) changes->pauseIsOver(changes->presentPause());
-} catch (const std::exception&) {
+  if (changes != nullptr) changes->resume();
 }
 
 }  // namespace qlczephra

@@ -93,7 +93,7 @@ class Client : public ChangesSender, public std::enable_shared_from_this<Client>
   // Returns the owner of the files at the present patch file path.
   [[nodiscard]] std::shared_ptr<PendingChanges> pendingChanges() QLCZ_EXCLUDES(mutex_);
   // Writes the local settings file, `before` being the settings that were in use until now. Under the patch lock.
-  void storeSettings(const std::string& path, const Map& settings, const std::optional<Map>& before);
+  void storeSettings(const std::string& path, const Map& settings, const std::optional<Map>& before) noexcept;
   // Returns whether a fetch may run now; the guard is then to be given back.
   [[nodiscard]] bool takeFetchGuard() noexcept { return !fetching_.exchange(true); }
   void returnFetchGuard() noexcept { fetching_ = false; }
@@ -101,11 +101,10 @@ class Client : public ChangesSender, public std::enable_shared_from_this<Client>
   // ---- uploads of pending changes
   bool sendPending(const PendingChanges& changes) override;
   // Uploads what waits in `changes` unless an upload is in flight.
-  void sendFrom(const std::shared_ptr<PendingChanges>& changes);
+  void sendFrom(const std::shared_ptr<PendingChanges>& changes) noexcept;
   // Goes on with what PendingChanges has decided: an upload, or a pause.
-  void carryOn(const std::shared_ptr<PendingChanges>& changes, PendingChanges::Start start);
+  void carryOn(const std::shared_ptr<PendingChanges>& changes, PendingChanges::Start start) noexcept;
   // To be called when something has changed that may make the service take what it refused.
-  // Without memory for it the pause lasts its time.
   void endPauseEarly() noexcept QLCZ_EXCLUDES(mutex_);
 
  protected:

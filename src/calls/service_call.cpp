@@ -50,14 +50,16 @@ void ServiceCall::askDelegate(Client& client) {
   const auto delegate = client.authDelegate();
   if (delegate == nullptr) return;  // it gives no answer, and the call stays open
   hostIsAsked(client);
-  auto answer = singleShot([weak = weak()](const std::optional<std::string>& given, const ErrorRef& error) {
-    run(weak, [&](ServiceCall&, Client& its) {
-      const auto secret = given ? std::optional(platform::Secret(*given)) : std::nullopt;
-      its.queue().post([weak, secret, error] {
-        run(weak, [&](ServiceCall& call, Client& alive) { call.acceptCredentials(alive, secret, error); });
+  // Made here, so that memory that runs out is no exception of the host's.
+  QLCZephraAuthenticationDelegate::CredentialsCallback answer =
+      singleShot([weak = weak()](const std::optional<std::string>& given, const ErrorRef& error) {
+        run(weak, [&](ServiceCall&, Client& its) {
+          const auto secret = given ? std::optional(platform::Secret(*given)) : std::nullopt;
+          its.queue().post([weak, secret, error] {
+            run(weak, [&](ServiceCall& call, Client& alive) { call.acceptCredentials(alive, secret, error); });
+          });
+        });
       });
-    });
-  });
   client.callHost("an authentication delegate", [&] { delegate->getCCRCredentials(std::move(answer)); });
 }
 
@@ -85,7 +87,7 @@ void ServiceCall::attempt(Client& client) {
   HeaderMap headers = client.ownHeaders();
   addCondition(client, headers);
   hostIsAsked(client);
-  auto answer = singleShot(
+  QLCServicesURLsProviderProtocol::URLCallback answer = singleShot(
       [weak = weak(), headers = std::move(headers)](const ErrorRef& error, const std::optional<std::string>& url) {
         run(weak, [&](ServiceCall& call, Client& its) {
           if (url) {

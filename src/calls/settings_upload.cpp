@@ -95,7 +95,8 @@ void SettingsUpload::end(Client& client, const ErrorRef& error) noexcept try {
   }
   for (const std::string& line : errors) client.log().error(line);
   client.carryOn(changes_, std::move(next));
-} catch (const std::exception&) {  // no memory: the claim goes back with this object, or the next change goes on
+} catch (const std::exception&) {  // no memory: the claim goes back with this object, if it was not given back
+  changes_->giveUp();
 }
 
 }  // namespace qlczephra

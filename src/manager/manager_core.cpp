@@ -52,7 +52,7 @@ void ManagerCore::updateLocalSettings() {
     const std::string concern = platform().files().concern(*path);
     if (!concern.empty()) log().error("The local settings file is not this process's alone, " + concern);
   }
-  changes->pauseIsOver(changes->presentPause());
+  changes->resume();
   sendFrom(changes);
 }
 
@@ -70,24 +70,27 @@ void ManagerCore::setSettingValue(std::string_view path, const Value& value) {
   const auto localPath = localFilePath();
   const Map change = document::makePatch(path, value);
   std::vector<std::string> errors;
-  PendingChanges::Start start;
   bool accepted = false;
   {
     const platform::MutexLock lock(changes->patchLock());
-    if (const auto patch = changes->record(change, errors)) {
-      if (const auto before = settings().tree()) {
-        const Map patched = document::applyPatch(*before, *patch);
-        settings().publish(patched);
+    if (const auto recording = changes->prepare(change, errors)) {
+      const auto before = settings().tree();
+      std::unique_ptr<Revision> next;
+      if (before) next = std::make_unique<Revision>(Revision{document::applyPatch(*before, recording->patch)});
+      // From here on nothing fails for want of memory: the change is in the file, and in the settings too.
+      changes->record(*recording, errors);
+      accepted = true;
+      if (next != nullptr) {
+        const Map patched = next->tree;
+        settings().publish(std::move(next));
         if (localPath) storeSettings(*localPath, patched, before);
       }
-      start = changes->startUpload(*this, errors);
-      accepted = true;
     }
   }
   for (const std::string& error : errors) log().error(error);
   if (!accepted) return;
   if (!localPath) log().process("Error: Local file path not set");
-  carryOn(changes, std::move(start));
+  sendFrom(changes);
 }
 
 void ManagerCore::clearCCRToken() {

@@ -58,6 +58,13 @@ struct PendingChanges::Registry {
 
 namespace {
 
+// Without memory to tell, it counts as one that can.
+bool canBeStored(const Map& change) noexcept try {
+  return plist::write(Value(change)).has_value();
+} catch (const std::exception&) {
+  return true;
+}
+
 // The one name of a file, whatever the working directory is later and whichever links lead to its directory. A link in
 // the file's own place is not followed.
 std::string uniquePath(const std::string& path) {
@@ -127,7 +134,7 @@ void PendingChanges::addSender(const std::shared_ptr<ChangesSender>& sender) {
   senders_.insert_after(last, sender);
 }
 
-void PendingChanges::askSenders(const ChangesSender* without) {
+void PendingChanges::askSenders(const ChangesSender* without) noexcept try {
   std::forward_list<std::weak_ptr<ChangesSender>> senders;
   {
     const platform::MutexLock lock(patchLock_);
@@ -137,22 +144,26 @@ void PendingChanges::askSenders(const ChangesSender* without) {
     const auto sender = weak.lock();
     if (sender != nullptr && sender.get() != without && sender->sendPending(*this)) return;
   }
+} catch (const std::exception&) {
+  giveUp();
 }
 
 // ---- changes
 
-void PendingChanges::complainOnce(std::vector<std::string>& errors) {
-  if (std::exchange(outage_, true)) return;
+void PendingChanges::complainOnce(std::vector<std::string>& errors) noexcept try {
+  if (outage_) return;
   errors.push_back("The files of pending changes cannot be used, changes are kept in memory: " + files_->patchPath());
+  outage_ = true;
+} catch (const std::exception&) {
 }
 
-std::optional<Map> PendingChanges::record(const Map& change, std::vector<std::string>& errors) {
+std::optional<PendingChanges::Recording> PendingChanges::prepare(const Map& change, std::vector<std::string>& errors) {
   if (!files_) return std::nullopt;
   if (!files_->tryLock(errors)) {
     errors.push_back("Another process has the files of pending changes, change refused: " + files_->patchPath());
     return std::nullopt;
   }
-  const PlistFileContent patch = files_->readPatch();
+  PlistFileContent patch = files_->readPatch();
 #ifdef QLCZEPHRA_PLANTED_BUGS
   if (isPlanted(PlantedBug::lockReleased) && whileLockIsReleased) {
     patchLock_.unlock();
@@ -162,17 +173,22 @@ std::optional<Map> PendingChanges::record(const Map& change, std::vector<std::st
 #endif
   // What an upload that failed could not have saved either is older than the patch file.
   const Map older = state_ == State::inFlight ? Map() : unsavedSending_;
-  const Map combined = deepMerging(deepMerging(deepMerging(older, patch.map), unsaved_), change);
+  Map combined = deepMerging(deepMerging(deepMerging(older, patch.map), unsaved_), change);
   const ValueSize waiting = valueSizeOf(combined);
   const ValueSize sent = valueSizeOf(deepMerging(files_->lastSending(), unsavedSending_));
   if (waiting.values + sent.values > limits::pendingValues || waiting.bytes + sent.bytes > limits::pendingBytes) {
     errors.push_back("Too many changes are pending, change refused: " + files_->patchPath());
     return std::nullopt;
   }
-  PlistFileWritten written =
-      patch.state == FileState::unavailable ? PlistFileWritten::failed : files_->writePatch(combined, patch, errors);
+  return Recording{change, std::move(combined), deepMerging(unsaved_, change), std::move(patch)};
+}
+
+void PendingChanges::record(const Recording& recording, std::vector<std::string>& errors) {
+  PlistFileWritten written = recording.file.state == FileState::unavailable
+                                 ? PlistFileWritten::failed
+                                 : files_->writePatch(recording.patch, recording.file, errors);
   // A change that no file will ever hold must not wait with those that will be written once the disk is well.
-  if (written == PlistFileWritten::failed && !plist::write(Value(change))) written = PlistFileWritten::unfit;
+  if (written == PlistFileWritten::failed && !canBeStored(recording.change)) written = PlistFileWritten::unfit;
   switch (written) {
     case PlistFileWritten::done:
     case PlistFileWritten::unchanged:  // counts as done there
@@ -181,14 +197,13 @@ std::optional<Map> PendingChanges::record(const Map& change, std::vector<std::st
       outage_ = false;
       break;
     case PlistFileWritten::failed:
-      unsaved_ = deepMerging(unsaved_, change);
+      unsaved_ = recording.unsaved;
       complainOnce(errors);
       break;
     case PlistFileWritten::unfit:
       // Applied and not uploaded; what waited before stays as it was.
       break;
   }
-  return combined;
 }
 
 // ---- uploads
@@ -220,12 +235,13 @@ std::optional<Map> PendingChanges::prepareSending(const PlistFileContent& sendin
 
 bool PendingChanges::mayStart(const ChangesSender& sender) const {
   if (state_ == State::idle || isPlanted(PlantedBug::secondUpload)) return true;
-  if (state_ != State::inFlight) return false;
+  if (state_ == State::paused) return isGivenUp_;  // its timer may be missing
   return returnedUpload_ == uploads_ || (isOffered_ && uploader_ != &sender);
 }
 
 PendingChanges::Start PendingChanges::startUpload(const ChangesSender& sender, std::vector<std::string>& errors) {
   if (!files_ || !mayStart(sender)) return {};
+  isGivenUp_ = false;
   if (!files_->tryLock(errors)) {
     if (!std::exchange(isElsewhere_, true)) {
       errors.push_back("Another process has the files of pending changes, nothing is sent: " + files_->patchPath());
@@ -244,10 +260,13 @@ PendingChanges::Start PendingChanges::startUpload(const ChangesSender& sender, s
   }
   if (!toSend) return {nullptr, beginPause()};
   if (toSend->empty()) return {};
+  auto upload = std::make_shared<Upload>(shared_from_this(), uploads_ + 1, *std::move(toSend));
+  ++uploads_;
   state_ = State::inFlight;
+  presentPause_ = 0;
   uploader_ = &sender;
   isOffered_ = false;
-  return {std::make_shared<Upload>(shared_from_this(), ++uploads_, *std::move(toSend)), std::nullopt};
+  return {std::move(upload), std::nullopt};
 }
 
 bool PendingChanges::keepUpload(const Upload& upload) {
@@ -268,13 +287,13 @@ void PendingChanges::offerUpload(const Upload& upload, const ChangesSender& send
 
 void PendingChanges::confirm(const Upload& upload) {
   if (state_ != State::inFlight || upload.number != uploads_) return;
+  for (const auto& weak : tickets_) {
+    if (const auto ticket = weak.lock()) ticket->confirmed = deepMerging(ticket->confirmed, upload.values);
+  }
   files_->removeSending();
   unsavedSending_ = Map();
   state_ = State::idle;
   refusalsInRow_ = 0;
-  for (const auto& weak : tickets_) {
-    if (const auto ticket = weak.lock()) ticket->confirmed = deepMerging(ticket->confirmed, upload.values);
-  }
 }
 
 PendingChanges::Pause PendingChanges::beginPause() {
@@ -298,11 +317,14 @@ void PendingChanges::pauseIsOver(std::uint64_t number) {
   askSenders();
 }
 
-void PendingChanges::dropPause(std::uint64_t number) noexcept {
-  const platform::MutexLock lock(patchLock_);
-  if (number == 0 || number != presentPause_) return;
-  state_ = State::idle;
-  presentPause_ = 0;
+void PendingChanges::resume() noexcept {
+  {
+    const platform::MutexLock lock(patchLock_);
+    if (!isGivenUp_.exchange(false) && state_ != State::paused) return;
+    if (state_ == State::paused || returnedUpload_ == uploads_) state_ = State::idle;
+    presentPause_ = 0;
+  }
+  askSenders();
 }
 
 void PendingChanges::claimReturned(std::uint64_t upload) {
@@ -319,6 +341,7 @@ void PendingChanges::claimReturned(std::uint64_t upload) {
       self->askSenders();
     });
   } catch (const std::exception&) {
+    giveUp();
   }
 }
 

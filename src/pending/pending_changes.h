@@ -82,11 +82,20 @@ class PendingChanges : public std::enable_shared_from_this<PendingChanges> {
     return files_ && files_->tryLock(errors);
   }
 
-  // Adds one change to the patch file and returns the whole patch map, which is to be laid over the settings. Returns
-  // nullopt, and a line among the errors, when the change is refused: another process has the files, or too much is
-  // pending.
-  [[nodiscard]] std::optional<Map> record(const Map& change, std::vector<std::string>& errors)
+  // A change that is about to be recorded.
+  struct Recording {
+    Map change;
+    Map patch;              // the whole patch map with the change, to be laid over the settings
+    Map unsaved;            // what is to be kept in memory if the disk fails
+    PlistFileContent file;  // the patch file as it is
+  };
+  // Returns what is to be recorded for a change; nullopt, and a line among the errors, when it is refused: another
+  // process has the files, or too much is pending.
+  [[nodiscard]] std::optional<Recording> prepare(const Map& change, std::vector<std::string>& errors)
       QLCZ_REQUIRES(patchLock_);
+  // Makes it the patch file; under the hold of the lock in which it was prepared. The change is accepted. Throws
+  // std::bad_alloc before anything changed.
+  void record(const Recording& recording, std::vector<std::string>& errors) QLCZ_REQUIRES(patchLock_);
 
   // Uploads stand still for `seconds`, after which pauseIsOver() is to be called with `number`.
   struct Pause {
@@ -113,8 +122,11 @@ class PendingChanges : public std::enable_shared_from_this<PendingChanges> {
   // Ends the pause with that number and has what waits sent; without effect for another pause's number and for 0.
   void pauseIsOver(std::uint64_t number) QLCZ_EXCLUDES(patchLock_);
 
-  // Ends the pause with that number and asks nobody to send. Needs no memory.
-  void dropPause(std::uint64_t number) noexcept QLCZ_EXCLUDES(patchLock_);
+  // There was no memory to go on with an upload or a pause: what waits is sent with the next change or resume(). Needs
+  // no memory.
+  void giveUp() noexcept { isGivenUp_ = true; }
+  // Ends the present pause, if there is one, and has sent what waits because of it or of giveUp().
+  void resume() noexcept QLCZ_EXCLUDES(patchLock_);
 
   // To be taken just before the document is asked for, and kept until layers() was called for it.
   [[nodiscard]] std::shared_ptr<const Ticket> takeTicket() QLCZ_EXCLUDES(patchLock_);
@@ -132,10 +144,10 @@ class PendingChanges : public std::enable_shared_from_this<PendingChanges> {
   [[nodiscard]] std::optional<Map> prepareSending(const PlistFileContent& sending, const PlistFileContent& patch,
                                                   std::vector<std::string>& errors) QLCZ_REQUIRES(patchLock_);
   [[nodiscard]] Pause beginPause() QLCZ_REQUIRES(patchLock_);
-  // Asks one of the senders but `without` to send.
-  void askSenders(const ChangesSender* without = nullptr) QLCZ_EXCLUDES(patchLock_);
+  // Asks one of the senders but `without` to send; gives up without memory for it.
+  void askSenders(const ChangesSender* without = nullptr) noexcept QLCZ_EXCLUDES(patchLock_);
   [[nodiscard]] bool mayStart(const ChangesSender& sender) const QLCZ_REQUIRES(patchLock_);
-  void complainOnce(std::vector<std::string>& errors) QLCZ_REQUIRES(patchLock_);
+  void complainOnce(std::vector<std::string>& errors) noexcept QLCZ_REQUIRES(patchLock_);
 
   platform::Mutex patchLock_;
   platform::Platform& platform_;
@@ -150,6 +162,7 @@ class PendingChanges : public std::enable_shared_from_this<PendingChanges> {
   std::uint64_t uploads_ QLCZ_GUARDED_BY(patchLock_) = 0;                // the number of the last one
   const ChangesSender* uploader_ QLCZ_GUARDED_BY(patchLock_) = nullptr;  // of the last one; only to be compared
   bool isOffered_ QLCZ_GUARDED_BY(patchLock_) = false;                   // the upload in flight, to other senders
+  std::atomic<bool> isGivenUp_{false};                                   // see giveUp()
   std::atomic<std::uint64_t> returnedUpload_{0};  // the last one whose claim came back without an outcome
   std::uint64_t pauses_ QLCZ_GUARDED_BY(patchLock_) = 0;
   std::atomic<std::uint64_t> presentPause_{0};  // written under the patch lock

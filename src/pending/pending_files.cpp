@@ -57,7 +57,7 @@ PlistFileContent PendingFiles::read(const std::string& path, Seen& last, bool we
   } else if (last == nullptr) {
     last = std::make_unique<PlistFileContent>(content);
   } else {
-    *last = content;
+    *last = PlistFileContent(content);  // all of it or nothing
   }
   if (wentOn) content.map = Map();
   return content;
@@ -70,15 +70,18 @@ PlistFileContent PendingFiles::readSending() {
   return content;
 }
 
-bool PendingFiles::flushNames() {
+PendingFiles::Directories PendingFiles::directories() const {
+  return {platform::directoryOf(patchPath()), platform::directoryOf(sendingPath())};
+}
+
+bool PendingFiles::flushNames(const Directories& directories) noexcept {
   if (isPlanted(PlantedBug::namesNotFlushed)) return true;
-  const std::string directory = platform::directoryOf(patchPath());
-  const std::string other = platform::directoryOf(sendingPath());
-  if (namesNeedFlush_ || (sendingNamesNeedFlush_ && other == directory)) {
-    namesNeedFlush_ = !files_.flushDirectory(directory).ok();
+  const bool isOne = directories.sending == directories.patch;
+  if (namesNeedFlush_ || (sendingNamesNeedFlush_ && isOne)) {
+    namesNeedFlush_ = !files_.flushDirectory(directories.patch).ok();
   }
   if (sendingNamesNeedFlush_) {
-    sendingNamesNeedFlush_ = other == directory ? namesNeedFlush_ : !files_.flushDirectory(other).ok();
+    sendingNamesNeedFlush_ = isOne ? namesNeedFlush_ : !files_.flushDirectory(directories.sending).ok();
   }
   const bool isFlushed = !namesNeedFlush_ && !sendingNamesNeedFlush_;
   if (isFlushed) moveNeedsFlush_ = false;
@@ -106,16 +109,18 @@ bool PendingFiles::setAsideIfDamaged(const std::string& path, const PlistFileCon
 
 PlistFileWritten PendingFiles::write(const std::string& path, const Map& changes, const PlistFileContent& present,
                                      Seen& last, std::vector<std::string>& errors) {
-  auto seen = std::make_unique<PlistFileContent>();  // once the file is there, nothing may fail any more
+  // Once the file is there, nothing may fail for want of memory any more.
+  auto seen = std::make_unique<PlistFileContent>();
+  const Directories names = directories();
   if (!setAsideIfDamaged(path, present, errors)) return PlistFileWritten::failed;
-  if (moveNeedsFlush_ && !flushNames()) return PlistFileWritten::failed;
+  if (moveNeedsFlush_ && !flushNames(names)) return PlistFileWritten::failed;
   std::string bytes;
   const std::string_view unchanged =
       present.state == State::good ? std::string_view(present.bytes) : std::string_view();
   const PlistFileWritten written = writePlistFile(files_, path, changes, unchanged, present.bytes.size(), bytes);
   if (written == PlistFileWritten::unfit || written == PlistFileWritten::failed) return written;
   if (written == PlistFileWritten::done) (&last == &lastSending_ ? sendingNamesNeedFlush_ : namesNeedFlush_) = true;
-  if (!flushNames()) return PlistFileWritten::failed;
+  if (!flushNames(names)) return PlistFileWritten::failed;
   *seen = {State::good, changes, std::move(bytes)};
   last = std::move(seen);
   return PlistFileWritten::done;
@@ -129,12 +134,13 @@ PlistFileWritten PendingFiles::writePatch(const Map& changes, const PlistFileCon
 }
 
 bool PendingFiles::promotePatch() {
+  const Directories names = directories();
   if (!files_.rename(patchPath(), sendingPath()).ok()) return false;
   namesNeedFlush_ = sendingNamesNeedFlush_ = moveNeedsFlush_ = true;
   lastSending_ = std::move(lastPatch_);
   sendingWentOn_ = false;
   // Until the names are flushed a power cut may bring the patch file back under its old name, which loses nothing.
-  static_cast<void>(flushNames());
+  static_cast<void>(flushNames(names));
   return true;
 }
 

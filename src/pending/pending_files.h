@@ -46,7 +46,8 @@ class PendingFiles {
   // The sending file as it was last seen.
   [[nodiscard]] Map lastSending() const noexcept { return lastSending_ == nullptr ? Map() : lastSending_->map; }
 
-  // Makes `changes` the patch file, durably. `present` is what readPatch() gave.
+  // Makes `changes` the patch file, durably. `present` is what readPatch() gave. Throws std::bad_alloc before the file
+  // is replaced.
   [[nodiscard]] PlistFileWritten writePatch(const Map& changes, const PlistFileContent& present,
                                             std::vector<std::string>& errors);
 
@@ -72,8 +73,13 @@ class PendingFiles {
                                        std::vector<std::string>& errors);
   [[nodiscard]] PlistFileWritten write(const std::string& path, const Map& changes, const PlistFileContent& present,
                                        Seen& last, std::vector<std::string>& errors);
-  // Makes all names changed so far durable.
-  [[nodiscard]] bool flushNames();
+  struct Directories {
+    std::string patch;
+    std::string sending;
+  };
+  [[nodiscard]] Directories directories() const;
+  // Makes all names changed so far durable. Needs no memory.
+  [[nodiscard]] bool flushNames(const Directories& directories) noexcept;
 
   platform::FileStore& files_;
   std::unique_ptr<platform::FileLock> lock_;

@@ -18,9 +18,7 @@ PublishedState::~PublishedState() {
   freeChain(replaced_);
 }
 
-void PublishedState::publish(std::optional<Map> tree) {
-  std::unique_ptr<Revision> next;
-  if (tree) next = std::make_unique<Revision>(Revision{*std::move(tree)});
+void PublishedState::publish(std::unique_ptr<Revision> next) noexcept {
   Revision* unread = nullptr;
   {
     const platform::MutexLock lock(mutex_);

@@ -35,7 +35,11 @@ class PublishedState {
 
   // Replaces the tree, which is freed on this thread as soon as nobody reads it. Throws std::bad_alloc before anything
   // changed.
-  void publish(std::optional<Map> tree) QLCZ_EXCLUDES(mutex_);
+  void publish(std::optional<Map> tree) QLCZ_EXCLUDES(mutex_) {
+    publish(tree ? std::make_unique<Revision>(Revision{*std::move(tree)}) : nullptr);
+  }
+  // The same with a revision made before. Needs no memory.
+  void publish(std::unique_ptr<Revision> next) noexcept QLCZ_EXCLUDES(mutex_);
 
   // Returns the number of the newest revision; of the present one, but for the moment in which it is being replaced.
   // While it is what a thread found in a revision, that revision is the present one: what was kept of it may be used

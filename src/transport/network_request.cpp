@@ -78,6 +78,29 @@ platform::Secret tokenOf(const HeaderMap& headers) {
   return platform::Secret(field->second.substr(scheme.size()));
 }
 
+// What a completion is given besides the body.
+struct ReplyFacts {
+  int status = 0;
+  std::optional<std::string> eTag;
+  std::optional<QLMError> error = QLMError::networkError;
+};
+
+// Writes the log line of a reply and returns what it says.
+ReplyFacts readReply(platform::Platform& platform, const HttpOutcome& outcome, const platform::Secret& token) {
+  const platform::HttpReplyHead& head = *outcome.head;
+  const std::string transactionText = shownTransaction(head.headers, token.text());
+  if (outcome.failure) {
+    platform.log().process("QLMNetworkRequest: Error " + *outcome.failure + " Transaction " + transactionText);
+    return {head.status, std::nullopt, QLMError::networkError};
+  }
+  const std::string* eTag = headerValue(head.headers, "Etag");
+  if (head.status < 200 || head.status > 299) {
+    platform.log().process("QLMNetworkRequest: Status " + std::to_string(head.status) + " Transaction " +
+                           transactionText);
+  }
+  return {head.status, eTag == nullptr ? std::nullopt : std::optional(*eTag), std::nullopt};
+}
+
 template <typename TextCompletion>
 void handleOutcome(platform::Platform& platform, const HttpOutcome& outcome, const platform::Secret& token,
                    const TextCompletion& complete) {
@@ -87,19 +110,14 @@ void handleOutcome(platform::Platform& platform, const HttpOutcome& outcome, con
                            " Unexpected response type.");
     return;
   }
-  const platform::HttpReplyHead& head = *outcome.head;
-  const std::string transactionText = shownTransaction(head.headers, token.text());
-  if (outcome.failure) {
-    platform.log().process("QLMNetworkRequest: Error " + *outcome.failure + " Transaction " + transactionText);
-    complete({}, head.status, std::nullopt, QLMError::networkError);
-    return;
+  ReplyFacts facts;
+  try {
+    facts = readReply(platform, outcome, token);
+  } catch (const std::exception&) {  // no memory: as if no reply had come
+    platform.log().process("qlczephra: a reply could not be read for want of memory");
   }
-  const std::string* eTag = headerValue(head.headers, "Etag");
-  if (head.status < 200 || head.status > 299) {
-    platform.log().process("QLMNetworkRequest: Status " + std::to_string(head.status) + " Transaction " +
-                           transactionText);
-  }
-  complete(outcome.body, head.status, eTag == nullptr ? std::nullopt : std::optional(*eTag), std::nullopt);
+  static const std::string nothing;
+  complete(facts.error ? nothing : outcome.body, facts.status, std::move(facts.eTag), facts.error);
 }
 
 }  // namespace

@@ -1,47 +1,17 @@
 // Memory that runs out once on a thread of the library, at each of its allocations in turn, while a request is made.
 #include <gtest/gtest.h>
-#include <pthread.h>
 
-#include <atomic>
-#include <cstdlib>
-#include <cstring>
 #include <functional>
 #include <memory>
-#include <new>
 #include <string>
 
 #include "tests/real/http_session_fixture.h"
-
-namespace {
-
-std::atomic<int> allocationsLeft{-1};  // on threads of the library, until one fails; negative: none does
-
-bool fails() noexcept {
-  if (allocationsLeft < 0) return false;
-  char name[16] = {};
-  pthread_getname_np(pthread_self(), name, sizeof name);
-  return std::strncmp(name, "qlczephra-", 10) == 0 && allocationsLeft-- == 0;
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-  void* const memory = fails() ? nullptr : std::malloc(size == 0 ? 1 : size);
-  if (memory == nullptr) throw std::bad_alloc();
-  return memory;
-}
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-  return fails() ? nullptr : std::malloc(size == 0 ? 1 : size);
-}
-void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-  std::free(memory);
-}
+#include "tests/real/memory/failing_allocations.h"
 
 namespace qlczephra::platform {
 namespace {
+
+using test::libraryAllocationsLeft;
 
 struct Trusting : QLCPMCertificatesHandler {
   void evaluate(const ServerTrust&, std::function<void(TrustDecision)> decide) override {
@@ -61,11 +31,11 @@ class HttpMemory : public TlsSessionTest {
       workers_ = WorkerPool::make();
       // With threads that are there already: those of the library are told by their names.
       exchange(get("http://127.0.0.1:1/"));
-      allocationsLeft = count;
+      libraryAllocationsLeft = count;
       auto outcome = begin(request);
       ASSERT_EQ(outcome.wait_for(aLot), std::future_status::ready) << "allocation " << count;
-      failed = allocationsLeft < 0;
-      allocationsLeft = -1;
+      failed = libraryAllocationsLeft < 0;
+      libraryAllocationsLeft = -1;
       const HttpOutcome later = exchange(request);
       ASSERT_EQ(statusOf(later), 200) << "allocation " << count << ": " << later.failure.value_or("");
     }

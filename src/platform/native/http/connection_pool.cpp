@@ -59,7 +59,8 @@ int ConnectionPool::onSocket(CURL* easy, curl_socket_t socket, int what, void* s
     try {
       pool.watch(socket, what, Transfer::of(easy));
     } catch (const std::bad_alloc&) {
-      // The transfer ends when it makes no progress; an error here would end all of the pool.
+      // An error here would end all of the pool.
+      Transfer::of(easy).progress().giveUp();
     }
   }
   return 0;

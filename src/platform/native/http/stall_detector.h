@@ -23,7 +23,9 @@ class StallDetector {
   void note(TimePoint now) { lastProgress_ = now; }
   // Looks at the byte counters of the transfer's open sockets.
   void sample(const std::vector<int>& sockets, TimePoint now);
-  [[nodiscard]] bool stalled(TimePoint now) const { return now - lastProgress_ >= longestWait_; }
+  // From now on the transfer counts as stalled: nobody waits for its socket.
+  void giveUp() { isGivenUp_ = true; }
+  [[nodiscard]] bool stalled(TimePoint now) const { return isGivenUp_ || now - lastProgress_ >= longestWait_; }
   [[nodiscard]] bool isOverdue(TimePoint now) const { return now - begun_ >= longestDuration_; }
   // How often `sample` must be called for a stall to be seen in time.
   [[nodiscard]] std::chrono::milliseconds interval() const;
@@ -34,6 +36,7 @@ class StallDetector {
   TimePoint begun_;
   TimePoint lastProgress_;
   std::uint64_t bytes_ = 0;
+  bool isGivenUp_ = false;
 };
 
 // Returns the bytes that a socket has received since it was connected; 0 when the kernel does not tell.
